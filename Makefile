@@ -1,0 +1,51 @@
+# The front door. Each target sets up what it needs on Debian 12 (packages, the 32-bit sysroot) and
+# does nothing twice; the work itself is in CMakePresets.json and tools/.
+#
+# WORDSIZE=32 or WORDSIZE=64 narrows a target to one word size.
+
+.DEFAULT_GOAL := help
+.NOTPARALLEL:
+.PHONY: help demo test build check bench format clean distclean
+
+SHELL := /bin/bash
+.SHELLFLAGS := -euo pipefail -c
+
+help: ## this list
+	@echo "make [WORDSIZE=32|64] <target>"
+	@sed -nE 's/^([a-z]+):.*## (.*)/  \1\t\2/p' Makefile | expand -t 14
+
+demo: ## build for this machine's word size and show two processes sharing one object model
+	@tools/setup.sh demo
+	@preset=$$(tools/wordsizes.sh demo)-release; \
+	tools/build.sh $$preset -DMOX_BUILD_TESTS=OFF demo_programs; \
+	tools/demo.sh build/$$preset
+
+test: ## everything: all tests on both word sizes, with sanitizers and optimised, then the checks
+	@tools/test.sh
+
+build: ## the optimised build of each word size, tests included
+	@tools/setup.sh test
+	@for bits in $$(tools/wordsizes.sh test); do tools/build.sh $$bits-release; done
+
+check: ## formatting, include directions, exported names, clang-tidy
+	@tools/setup.sh test
+	@preset=$$(tools/wordsizes.sh demo)-release; \
+	tools/build.sh $$preset; \
+	tools/check.sh $$preset
+
+bench: ## the benchmarks of each word size
+	@tools/setup.sh bench
+	@for bits in $$(tools/wordsizes.sh bench); do \
+	    tools/build.sh $$bits-release -DMOX_BUILD_TESTS=OFF -DMOX_BUILD_BENCH=ON; \
+	    bench/run.sh build/$$bits-release; \
+	done
+
+format: ## format our C and C++ files
+	@tools/setup.sh test
+	@tools/check-format.sh --fix
+
+clean: ## remove the builds; the 32-bit sysroot stays
+	@rm -rf build/{32,64}-*
+
+distclean: ## remove build/ altogether
+	@rm -rf build

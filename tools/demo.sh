@@ -1,0 +1,137 @@
+#!/usr/bin/env bash
+# Shows two processes sharing one object model of this machine: the owner (moxd) reads values from
+# /proc and /sys, a second process (watch_machine) sees them in the pool and receives the changes.
+#
+#   tools/demo.sh <build directory>
+#
+# It runs in an IPC namespace and a temporary directory of its own, so it disturbs no other instance and
+# leaves nothing behind. Ends by itself; exit status 0 when all that it checked was right, otherwise 1.
+set -euo pipefail
+
+readonly seconds=6       # how long changes are shown
+readonly watch_limit=25  # seconds until a watcher that hangs is ended
+readonly ready_limit=50  # tenths of a second until the owner must be ready, and until it must be gone
+readonly programs=(moxd machine_profile watch_machine)
+
+say() { printf 'demo: %s\n' "$*" >&2; }
+heading() { printf '\n== %s\n' "$*"; }
+
+usage() {
+    say "usage: tools/demo.sh <build directory>"
+    exit 2
+}
+
+# Runs this script again, inside a new IPC namespace; returns only when there is none to be had.
+enter_namespace() {
+    local attempt cause=
+    local attempts=("-r -i")
+    ((EUID != 0)) || attempts=("-i" "-r -i")
+    for attempt in "${attempts[@]}"; do
+        # shellcheck disable=SC2086  # one or two options
+        if cause=$(unshare $attempt true 2>&1); then
+            exec unshare $attempt "$script" "$1" --inside
+        fi
+    done
+    say "cannot have an IPC namespace of its own ($cause)."
+    say "The demonstration makes a shared-memory segment under a fixed key and wants to disturb nobody"
+    say "with it. Run it as root, or let users make namespaces: sysctl kernel.unprivileged_userns_clone=1;"
+    say "in a container, give it the capability SYS_ADMIN."
+    exit 1
+}
+
+# Ends the owner if it still runs, and removes the temporary directory.
+clean_up() {
+    if [[ -n $owner ]]; then
+        kill -KILL "$owner" 2>/dev/null || :
+        wait "$owner" 2>/dev/null || :
+    fi
+    rm -rf "$work"
+}
+
+fail() {
+    say "$*"
+    if [[ -s $work/moxd.log ]]; then
+        say "what the owner said:"
+        sed 's/^/    /' "$work/moxd.log" >&2
+    fi
+    exit 1
+}
+
+is_running() { kill -0 "$1" 2>/dev/null; }
+
+start_owner() {
+    "$build/moxd" --profile "$work/machine.json" --run-dir "$work/run" >"$work/moxd.log" 2>&1 &
+    owner=$!
+    local tenths
+    for ((tenths = 0; tenths < ready_limit; ++tenths)); do
+        ! grep -q '^ready:' "$work/moxd.log" || return 0
+        is_running "$owner" || break
+        sleep 0.1
+    done
+    fail "the owner did not become ready"
+}
+
+stop_owner() {
+    local tenths status=0
+    kill -TERM "$owner" 2>/dev/null || fail "the owner had gone before it was told to stop"
+    for ((tenths = 0; tenths < ready_limit; ++tenths)); do
+        is_running "$owner" || break
+        sleep 0.1
+    done
+    ! is_running "$owner" || fail "the owner did not stop when it was told to"
+    wait "$owner" || status=$?
+    owner=
+    ((status == 0)) || fail "the owner stopped with exit status $status"
+}
+
+# Counts the segments, queues or semaphore sets of this namespace.
+count_left() { tail -n +2 "/proc/sysvipc/$1" | wc -l; }
+
+check_nothing_left() {
+    local kind left=0
+    for kind in shm msg sem; do
+        (($(count_left "$kind") == 0)) || { left=1 && say "left in /proc/sysvipc/$kind:" && cat "/proc/sysvipc/$kind" >&2; }
+    done
+    ((left == 0)) || fail "the owner left something behind"
+}
+
+run_inside() {
+    heading "1. machine_profile looks at this machine and writes a profile: classes, objects, accessors"
+    "$build/machine_profile" -o "$work/machine.json" || fail "machine_profile found no profile to write"
+    printf '  %s lines of JSON\n' "$(wc -l <"$work/machine.json")"
+
+    heading "2. moxd, the owner, makes the shared pool and builds the objects of the profile in it"
+    start_owner
+    printf '  moxd is process %s\n' "$owner"
+    grep '^ready:' "$work/moxd.log" | sed 's/^/  moxd says: /'
+
+    heading "3. watch_machine, a second process, sees the same objects"
+    local status=0
+    timeout --foreground "$watch_limit" "$build/watch_machine" --run-dir "$work/run" --seconds "$seconds" --pid "$owner" ||
+        status=$?
+    ((status != 124)) || fail "watch_machine did not end within $watch_limit seconds"
+    ((status == 0)) || fail "watch_machine ended with exit status $status; it says why above"
+
+    heading "4. moxd is told to stop"
+    stop_owner
+    check_nothing_left
+    printf '  it stopped cleanly; no segment, queue or semaphore is left\n\n'
+}
+
+(($# == 1 || $# == 2)) || usage
+[[ -d $1 ]] || { say "$1 is no directory; make demo builds what is needed" && exit 1; }
+script=$(realpath "$0")
+build=$(realpath "$1")
+for program in "${programs[@]}"; do
+    [[ -x $build/$program ]] || { say "$build/$program is missing; make demo builds it" && exit 1; }
+done
+
+if (($# == 1)); then
+    enter_namespace "$build"
+fi
+[[ $2 == --inside ]] || usage
+owner=
+work=$(mktemp -d)
+trap clean_up EXIT
+trap 'exit 130' INT TERM
+run_inside

@@ -1,0 +1,30 @@
+# The Debian 12 packages each set-up level needs: the one place where they are listed.
+# Sourced by tools/setup.sh and tools/sysroot.sh; it only sets arrays.
+# shellcheck shell=bash disable=SC2034  # the arrays are read by the scripts that source this file
+
+# Every level: enough to build and run the demonstration for the machine's own word size.
+packages_demo=(
+    g++ cmake ninja-build pkg-config util-linux
+    libglib2.0-dev libjson-glib-dev libboost1.74-dev
+)
+
+# What the tests and the checks need on top.
+packages_test=(
+    libgtest-dev libgmock-dev libmuparser-dev libsqlite3-dev
+    binutils clang-format clang-tidy file
+)
+
+# What the benchmarks need on top of the demonstration's.
+packages_bench=(libbenchmark-dev)
+
+# What building 32-bit programs on an x86-64 machine needs: the compiler's half, and the tool that
+# makes the sysroot. The metapackage g++-multilib is avoided: it conflicts with Arm cross compilers.
+packages_32=(g++-12-multilib mmdebstrap)
+
+# The 32-bit libraries, unpacked into build/sysroot-i386 and never installed on the machine.
+packages_sysroot=(
+    libc6-dev libc6-dbg libstdc++-12-dev
+    libglib2.0-dev libjson-glib-dev libboost1.74-dev
+    libgtest-dev libgmock-dev libmuparser-dev libsqlite3-dev
+    libbenchmark-dev
+)

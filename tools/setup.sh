@@ -1,0 +1,81 @@
+#!/usr/bin/env bash
+# Installs what building needs and is not there yet; a second run finds nothing to do and says nothing.
+#
+#   tools/setup.sh demo|test|bench
+#
+# WORDSIZE=32 or 64 narrows it to that word size; without it "demo" takes the machine's own and the
+# others take both. MOX_SKIP_SETUP=1 turns it off, for machines that get the packages another way.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+source tools/packages.sh
+
+say() { printf 'setup: %s\n' "$*" >&2; }
+
+level=${1:-}
+case $level in
+    demo) needed=("${packages_demo[@]}") ;;
+    test) needed=("${packages_demo[@]}" "${packages_test[@]}") ;;
+    bench) needed=("${packages_demo[@]}" "${packages_bench[@]}") ;;
+    *)
+        say "usage: tools/setup.sh demo|test|bench"
+        exit 2
+        ;;
+esac
+[[ -z ${MOX_SKIP_SETUP:-} ]] || exit 0
+
+wordsizes=$(tools/wordsizes.sh "$level")
+needs_sysroot=no
+if [[ " $wordsizes " == *" 32 "* && $(getconf LONG_BIT) == 64 ]]; then
+    needs_sysroot=yes
+    needed+=("${packages_32[@]}")
+fi
+
+if ! command -v dpkg-query >/dev/null || ! command -v apt-get >/dev/null; then
+    say "this is not a Debian system, so nothing can be installed from here."
+    say "Install the equivalents of these Debian 12 packages:"
+    say "  ${needed[*]}"
+    [[ $needs_sysroot == no ]] || say "and, unpacked for i386 into build/sysroot-i386: ${packages_sysroot[*]}"
+    say "then run again with MOX_SKIP_SETUP=1."
+    exit 1
+fi
+
+# Prints those of its arguments that are not installed, whole and configured.
+missing_packages() {
+    local installed name
+    installed=$(dpkg-query -W -f '${db:Status-Status} ${Package}\n' "$@" 2>/dev/null || :)
+    for name in "$@"; do
+        grep -qxF "installed $name" <<<"$installed" || printf '%s\n' "$name"
+    done
+}
+
+mapfile -t missing < <(missing_packages "${needed[@]}")
+if ((${#missing[@]} == 0)); then
+    [[ $needs_sysroot == no ]] || exec tools/sysroot.sh
+    exit 0
+fi
+
+install_command="apt-get install --no-install-recommends ${missing[*]}"
+if ((EUID != 0)); then
+    say "these packages are missing, and installing them needs root:"
+    say "  ${missing[*]}"
+    say "Install them with:"
+    say "  sudo apt-get update && sudo $install_command"
+    [[ $needs_sysroot == no ]] || say "The 32-bit sysroot is then built without root."
+    exit 1
+fi
+
+say "installing ${missing[*]}"
+log=$(mktemp)
+trap 'rm -f "$log"' EXIT
+export DEBIAN_FRONTEND=noninteractive
+apt=(apt-get -q -o DPkg::Lock::Timeout=300)
+# An update that fails only in part (a third party's archive) must not stop us; what counts is the install.
+"${apt[@]}" update >"$log" 2>&1 || say "apt-get update failed; trying with the lists that are there"
+if ! "${apt[@]}" install -y --no-install-recommends "${missing[@]}" >>"$log" 2>&1; then
+    grep -E '^(E|Err)[: ]' "$log" | tail -n 12 >&2 || tail -n 12 "$log" >&2
+    say "could not install: ${missing[*]}"
+    say "See apt's messages above. Is the network there, do apt's sources name Debian 12 (bookworm)?"
+    say "When that is mended, run again, or install by hand: apt-get update && $install_command"
+    exit 1
+fi
+[[ $needs_sysroot == no ]] || exec tools/sysroot.sh
