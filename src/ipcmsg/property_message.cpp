@@ -1,0 +1,44 @@
+// The messages that tell of a changed property and of removed objects.
+#include <ipcmsg.h>
+
+#include <cstddef>
+
+#include "base/glib_ptr.hpp"
+#include "base/store_value.hpp"
+#include "ipcmsg/message.hpp"
+
+static_assert(offsetof(MSG_EVENT_DATA_HEAD_S, property_name) == 32 &&
+              offsetof(MSG_EVENT_DATA_HEAD_S, type) == 64);
+static_assert(offsetof(MSG_EVENT_DATA_HEAD_S, size) == 72 &&
+              offsetof(MSG_EVENT_DATA_HEAD_S, data) == 76);
+
+gint32 ipc_msg_delobj_event(gint32 ipc_port, guint32 position) {
+    if (ipc_port == 0) {
+        return MOX_ERR_BAD_ARGUMENT;
+    }
+    const mox::GPtr<void> message(ipc_msg_alloc(sizeof(MSG_DEL_RU_EVENT_S)));
+    reinterpret_cast<MSG_DEL_RU_EVENT_S*>(mox::payload_of(message.get()))->position = position;
+    return ipc_msg_send(ipc_port, MOX_MSG_DEL_OBJECT, message.get(), sizeof(MSG_DEL_RU_EVENT_S));
+}
+
+gint32 ipc_msg_property_event(GSList* listener_list, const gchar* object_name,
+                              const gchar* property_name, const gchar* type, gsize size,
+                              GVariant* property_value) {
+    if (listener_list == nullptr) {
+        return MOX_OK;
+    }
+    // A size below the value's own would make a block that does not hold it.
+    if (object_name == nullptr || property_name == nullptr || type == nullptr ||
+        property_value == nullptr || size < g_variant_get_size(property_value)) {
+        return MOX_ERR_BAD_ARGUMENT;
+    }
+    const gsize payload_size = size + offsetof(MSG_EVENT_DATA_HEAD_S, data);
+    const mox::GPtr<void> message(ipc_msg_alloc(payload_size));
+    auto* event = reinterpret_cast<MSG_EVENT_DATA_HEAD_S*>(mox::payload_of(message.get()));
+    g_strlcpy(event->object_name, object_name, sizeof(event->object_name));
+    g_strlcpy(event->property_name, property_name, sizeof(event->property_name));
+    g_strlcpy(event->type, type, sizeof(event->type));
+    event->size = static_cast<guint32>(size);
+    mox::store_value(property_value, event->data);
+    return ipc_msg_batch(listener_list, MOX_MSG_PROPERTY_EVENT, payload_size, message.get());
+}

@@ -1,0 +1,12 @@
+// Internal view of property events: one object's event under one name.
+#ifndef MOX_LOM_EVENT_HPP
+#define MOX_LOM_EVENT_HPP
+
+#include <glib.h>
+
+// Counts and sends one property's event to the queues that listen to the class's property. Returns
+// 0, the listener lookup's code, or the first failing send's (logged).
+gint32 _send_property_event(const gchar* class_name, const gchar* object_name,
+                            const gchar* property_name, GVariant* property_value);
+
+#endif

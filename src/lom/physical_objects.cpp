@@ -1,0 +1,129 @@
+// The lists of named values by which the driver library learns of physical objects. Values stand in
+// place, over the pool's bytes: the library copies what it keeps.
+#include <lom/hardware.h>
+#include <lom/property.h>
+#include <moxplat/bounded.h>
+#include <moxplat/driver.h>
+#include <pub.h>
+
+#include <algorithm>
+
+#include "base/glib_ptr.hpp"
+#include "lom/object_ref.hpp"
+#include "lom/property.hpp"
+#include "lom/property_state.hpp"
+
+namespace {
+
+constexpr gsize kKeyLength = 65;
+constexpr OBJ_HANDLE kEveryObject = -1;
+
+void _free_has_property_list(gpointer list) {
+    g_slist_free_full(static_cast<GSList*>(list), free_has_property);
+}
+
+// Puts one named value in front of the list. value: floating or full, nullable; passes on.
+void prepend_value(GSList*& list, const gchar* name, GVariant* value) {
+    if (value == nullptr) {
+        return;
+    }
+    OBJ_PROPERTY_S* property = create_has_property(name, value);
+    if (property == nullptr) {
+        g_variant_unref(value);
+        return;
+    }
+    list = g_slist_prepend(list, property);
+}
+
+// A reference is followed to its source; any other property's value is its stored bytes.
+GVariant* value_of(OBJ_HANDLE object, const SERIALISED_PROPERTY_S& property) {
+    if (mox::is_reference(property)) {
+        GVariant* value = nullptr;
+        lom_get_property_value(object, property.name, TRUE, &value, FALSE);
+        return value;
+    }
+    return mox::value_in_place(property.type, property.data,
+                               std::min(property.size, property.capacity));
+}
+
+// Adds one object's list to the table; logical objects have none. The list begins with the object's
+// position.
+void add_list(GHashTable* table, const OBJECT_HEAD_S& object) {
+    if (object.type != OBJECT_TYPE_PHYSICAL) {
+        return;
+    }
+    const OBJ_HANDLE handle = lom_name_to_handle(object.object_name);
+    GSList* list = nullptr;
+    for (const SERIALISED_PROPERTY_S* property = object.property_entry; property != nullptr;
+         property = property->next_ptr) {
+        prepend_value(list, property->name, value_of(handle, *property));
+    }
+    prepend_value(list, "ObjName", g_variant_new_string(object.object_name));
+    prepend_value(list, "SemId", g_variant_new_int32(object.semid));
+    prepend_value(list, "SemMember", g_variant_new_int32(object.sem_member));
+    prepend_value(list, "Position", g_variant_new_uint32(object.position));
+    gchar key[kKeyLength];
+    snprintf_s(key, sizeof(key), "%.*s%s%.*s", 32, object.class_name, ".", 32, object.object_name);
+    g_hash_table_insert(table, g_strdup(key), list);
+}
+
+void add_member([[maybe_unused]] gpointer key, gpointer value, gpointer user_data) {
+    if (const mox::ObjectRef object = mox::find_local(GPOINTER_TO_INT(value))) {
+        add_list(static_cast<GHashTable*>(user_data), *object);
+    }
+}
+
+void add_record([[maybe_unused]] gpointer key, gpointer value, gpointer user_data) {
+    if (const auto* object = static_cast<const OBJECT_HEAD_S*>(value)) {
+        add_list(static_cast<GHashTable*>(user_data), *object);
+    }
+}
+
+// What a thread is handing over at the moment. A chip whose property refers to a value behind that
+// same chip would otherwise have the handing-over of its family begin again for ever.
+class HandingOver {
+public:
+    explicit HandingOver(OBJ_HANDLE object) : object_(object), outer_(innermost_) {
+        innermost_ = this;
+    }
+    ~HandingOver() { innermost_ = outer_; }
+    HandingOver(const HandingOver&) = delete;
+    HandingOver& operator=(const HandingOver&) = delete;
+
+    static bool is_under_way(OBJ_HANDLE object) {
+        for (const HandingOver* work = innermost_; work != nullptr; work = work->outer_) {
+            if (work->object_ == object) {
+                return true;
+            }
+        }
+        return false;
+    }
+
+private:
+    static thread_local const HandingOver* innermost_;
+    OBJ_HANDLE object_;
+    const HandingOver* outer_;
+};
+
+thread_local const HandingOver* HandingOver::innermost_ = nullptr;
+
+}  // namespace
+
+void lom_create_has_object(OBJ_HANDLE obj_handle) {
+    if (obj_handle == 0 || HandingOver::is_under_way(obj_handle)) {
+        return;
+    }
+    const HandingOver under_way(obj_handle);
+    const mox::HashTablePtr table(
+        g_hash_table_new_full(g_str_hash, g_str_equal, g_free, _free_has_property_list));
+    if (obj_handle == kEveryObject) {
+        _foreach_object_copy(add_record, table.get());
+    } else {
+        const mox::HashTablePtr family(g_hash_table_new(g_direct_hash, g_direct_equal));
+        lom_family_to_hash(obj_handle, family.get());
+        g_hash_table_foreach(family.get(), add_member, table.get());
+    }
+    if (g_hash_table_size(table.get()) > 0) {
+        create_physical_object(table.get());
+    }
+}

@@ -1,0 +1,61 @@
+// Internal view of reading a property: the sources of a value, in the order in which they are
+// asked.
+#ifndef MOX_LOM_PROPERTY_HPP
+#define MOX_LOM_PROPERTY_HPP
+
+#include <lom/object.h>
+#include <pub.h>
+
+// Inputs of a formula: X, Y, Z.
+constexpr gsize kExpressionInputs = 3;
+
+// Reads a property from the source that has it; a live read writes a fresh value back and announces
+// it. ptlv: receives the value, its data freed by the caller with g_free.
+gint32 _get_property_raw_data(OBJECT_HEAD_S* object_head, const gchar* property_name,
+                              gboolean is_volatile, TLV_S* ptlv, gboolean is_remote);
+
+// Reads a property's stored bytes under the object's semaphore.
+gint32 _get_property_memory_data(OBJECT_HEAD_S* object_head, const gchar* property_name,
+                                 TLV_S* ptlv);
+
+// Reads the property that a reference names. Returns TRUE; the result is in *retv.
+gboolean _get_reference_property_data(SERIALISED_PROPERTY_S* property_node, gboolean is_volatile,
+                                      TLV_S* ptlv, gint32* retv, gboolean is_remote);
+
+// Reads through the property's accessor, or through the remote hook. FALSE: not a matter of
+// hardware, or the hardware has no value for now. TRUE: taken, with the result in *retv.
+gboolean _get_hardware_data(OBJECT_HEAD_S* object_head, SERIALISED_PROPERTY_S* property_node,
+                            TLV_S* ptlv, gint32* retv, gboolean is_remote);
+
+// Computes the result of a formula. FALSE: not the result of one. TRUE: taken, with the result in
+// *retv, *is_updated telling whether an input changed, and copies of the inputs in expr_para
+// (nullable; kExpressionInputs packages whose data the caller frees).
+gboolean _get_expression_data(OBJECT_HEAD_S* object_head, SERIALISED_PROPERTY_S* property_node,
+                              TLV_S* ptlv, TLV_S* expr_para, gint32* retv, gboolean* is_updated,
+                              gboolean is_remote);
+
+namespace mox {
+
+// Copies a property's stored value into a package. Called with the object's semaphore held.
+void copy_stored_value(const SERIALISED_PROPERTY_S& property, TLV_S& tlv);
+
+// Reads a property whose record was found already.
+gint32 read_property(OBJECT_HEAD_S& object, SERIALISED_PROPERTY_S& property, gboolean is_volatile,
+                     TLV_S& tlv, gboolean is_remote);
+
+// Stores what a live source delivered and announces it when it is new, and refreshes the caches of
+// a formula's inputs. Returns 0, or MOX_ERR_SEMAPHORE when the value could not be written back.
+gint32 write_back(OBJECT_HEAD_S& object, SERIALISED_PROPERTY_S& property, const TLV_S& fresh,
+                  const TLV_S (&inputs)[kExpressionInputs], bool inputs_changed);
+
+// Wraps a type and bytes into a value that owns the bytes (freed with g_free, also on failure).
+// Returns a full reference, or null for a type string that names no type.
+GVariant* value_of_bytes(const gchar* type, gpointer data, gsize size);
+
+// A value over a property's bytes in place, without a copy: for the moment only. Returns a floating
+// value or null.
+GVariant* value_in_place(const gchar* type, gconstpointer data, gsize size);
+
+}  // namespace mox
+
+#endif

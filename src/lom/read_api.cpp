@@ -1,0 +1,131 @@
+// The exported reads: as a typed value, into a caller's buffer, as type and bytes; and the
+// questions about a property.
+#include <lom/property.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "base/bounded_copy.hpp"
+#include "base/glib_ptr.hpp"
+#include "lom/object_ref.hpp"
+#include "lom/property.hpp"
+#include "lom/property_state.hpp"
+
+gint32 lom_get_property_data(OBJ_HANDLE object_handle, const gchar* property_name,
+                             gboolean is_volatile, TLV_S* ptlv, gboolean is_remote) {
+    if (object_handle == 0 || property_name == nullptr || ptlv == nullptr) {
+        return MOX_ERR_BAD_ARGUMENT;
+    }
+    *ptlv = {};
+    const mox::ObjectRef object = mox::find_local(object_handle);
+    return object
+               ? _get_property_raw_data(object.get(), property_name, is_volatile, ptlv, is_remote)
+               : MOX_ERR_OBJECT_NOT_FOUND;
+}
+
+gint32 lom_get_property_value(OBJ_HANDLE obj_handle, const gchar* property_name,
+                              gboolean is_volatile, GVariant** property_value, gboolean is_remote) {
+    if (property_value == nullptr) {
+        return MOX_ERR_BAD_ARGUMENT;
+    }
+    TLV_S tlv = {};
+    const gint32 result =
+        lom_get_property_data(obj_handle, property_name, is_volatile, &tlv, is_remote);
+    if (result != MOX_OK) {
+        g_free(tlv.data);
+        return result;
+    }
+    GVariant* value = mox::value_of_bytes(tlv.type, tlv.data, tlv.size);
+    if (value == nullptr) {
+        return MOX_ERR_TYPE_NOT_SUPPORTED;
+    }
+    *property_value = value;
+    return MOX_OK;
+}
+
+// A value that does not fit is cut and terminated, and told of in the log only: text read into a
+// fixed buffer stays terminated, and callers rely on the success.
+gint32 lom_get_property_value_v2(OBJ_HANDLE obj_handle, const gchar* property_name,
+                                 gboolean is_volatile, guint32 value_len, guchar* out_val,
+                                 gboolean is_remote) {
+    if (out_val == nullptr) {
+        return MOX_ERR_BAD_ARGUMENT;
+    }
+    TLV_S tlv = {};
+    const gint32 result =
+        lom_get_property_data(obj_handle, property_name, is_volatile, &tlv, is_remote);
+    const mox::GPtr<void> data(tlv.data);
+    if (result != MOX_OK) {
+        return result;
+    }
+    if (tlv.size > value_len) {
+        pub_debug_print(MX_DBG_ERR, "property %s size error, %d != %d.\n", property_name,
+                        static_cast<gint>(tlv.size), static_cast<gint>(value_len));
+    }
+    const guint32 fitting = std::min(value_len, tlv.size);
+    if (fitting > 0) {
+        MOX_LOG_COPY(MOX_COPY_FAILED_TRAILING_BLANK, "lom",
+                     memmove_s(out_val, value_len, tlv.data, fitting));
+    }
+    if (tlv.size > value_len) {
+        if (value_len > 0) {
+            out_val[value_len - 1] = 0;
+        }
+        pub_debug_print(MX_DBG_ERR, "property %s size error, %d > %d.\n", property_name,
+                        static_cast<gint>(tlv.size), static_cast<gint>(value_len));
+    }
+    return MOX_OK;
+}
+
+gint32 lom_get_property_memory_data(OBJ_HANDLE object_handle, const gchar* property_name,
+                                    TLV_S* ptlv) {
+    if (object_handle == 0 || property_name == nullptr || ptlv == nullptr) {
+        return MOX_ERR_BAD_ARGUMENT;
+    }
+    *ptlv = {};
+    const mox::ObjectRef object = mox::find_local(object_handle);
+    return object ? _get_property_memory_data(object.get(), property_name, ptlv)
+                  : MOX_ERR_OBJECT_NOT_FOUND;
+}
+
+gint32 lom_get_property_type(OBJ_HANDLE object_handle, const gchar* property_name, gchar* type,
+                             gint32 length) {
+    if (object_handle == 0 || property_name == nullptr || type == nullptr ||
+        length != PUB_TYPE_LENGTH) {
+        return MOX_ERR_BAD_ARGUMENT;
+    }
+    const mox::ObjectRef object = mox::find_local(object_handle);
+    if (!object) {
+        return MOX_ERR_OBJECT_NOT_FOUND;
+    }
+    SERIALISED_PROPERTY_S* property = nullptr;
+    const gint32 result = mox::find_property(*object, property_name, &property);
+    if (result == MOX_OK) {
+        std::memcpy(type, property->type, PUB_TYPE_LENGTH);
+    }
+    return result;
+}
+
+gint32 lom_get_property_change_cnt(OBJ_HANDLE object_handle, const gchar* property_name,
+                                   gboolean send) {
+    if (object_handle == 0 || property_name == nullptr) {
+        return MOX_ERR_BAD_ARGUMENT;
+    }
+    const mox::ObjectRef object = mox::find_local(object_handle);
+    if (!object) {
+        return MOX_ERR_OBJECT_NOT_FOUND;
+    }
+    const auto* local = object->property_hash == nullptr
+                            ? nullptr
+                            : static_cast<const LOCAL_PROPERTY_S*>(
+                                  g_hash_table_lookup(object->property_hash, property_name));
+    if (local == nullptr) {
+        return MOX_ERR_PROPERTY_NOT_FOUND;
+    }
+    return static_cast<gint32>(mox::read_published(send ? local->change_cnt : local->receive_cnt));
+}
+
+gboolean lom_is_writable(OBJ_HANDLE obj_handle) {
+    const mox::ObjectRef object = mox::find_local(obj_handle);
+    return object && mox::is_writable(*object);
+}

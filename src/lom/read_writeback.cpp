@@ -1,0 +1,81 @@
+// What a live read leaves behind: a fresh value that differs from the stored one is stored and
+// announced, so a live read of a writable object is also how a change of hardware is noticed. The
+// semaphore covers the bytes alone; the caches of a formula's inputs and the event come after it.
+#include <lom/event.h>
+#include <lom/registry.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "base/bounded_copy.hpp"
+#include "base/glib_ptr.hpp"
+#include "lom/object_table.hpp"
+#include "lom/property.hpp"
+#include "lom/property_state.hpp"
+#include "lom/semaphore_guard.hpp"
+
+namespace mox {
+namespace {
+
+constexpr const gchar* kCacheNames[kExpressionInputs] = {"Xcache", "Ycache", "Zcache"};
+
+// Stores the fresh bytes when they differ. Returns the value to announce, or null. Called with the
+// semaphore held; the property's size stays as it is.
+GVariant* store_if_new(SERIALISED_PROPERTY_S& property, const TLV_S& fresh) {
+    const gsize size = property.size;
+    const gsize comparable = std::min({size, gsize{fresh.size}, property.capacity});
+    if (fresh.data == nullptr || property.data == nullptr ||
+        (comparable == size && std::memcmp(fresh.data, property.data, size) == 0)) {
+        return nullptr;
+    }
+    MOX_LOG_COPY(MOX_COPY_FAILED_TRAILING_BLANK, "lom",
+                 copy_what_fits(property.data, property.capacity, fresh.data, fresh.size, size));
+    set_state(property, kSynced);
+    return value_in_place(property.type, fresh.data, std::min(size, gsize{fresh.size}));
+}
+
+// Remembers the inputs that a formula was evaluated with, up to the first that has no cache or does
+// not fit it.
+void refresh_caches(OBJECT_HEAD_S& object, const TLV_S (&inputs)[kExpressionInputs]) {
+    for (gsize index = 0; index < kExpressionInputs; ++index) {
+        SERIALISED_PROPERTY_S* cache = _get_property_node(&object, kCacheNames[index]);
+        const TLV_S& input = inputs[index];
+        if (cache == nullptr || input.data == nullptr) {
+            return;
+        }
+        const gint32 result =
+            copy_what_fits(cache->data, cache->data == nullptr ? 0 : cache->capacity, input.data,
+                           input.size, input.size);
+        MOX_LOG_COPY(MOX_COPY_FAILED_TRAILING_BLANK, "lom", result);
+        if (result != 0) {
+            return;
+        }
+        cache->size = input.size;
+        std::memcpy(cache->type, input.type, PUB_TYPE_LENGTH);
+    }
+}
+
+}  // namespace
+
+gint32 write_back(OBJECT_HEAD_S& object, SERIALISED_PROPERTY_S& property, const TLV_S& fresh,
+                  const TLV_S (&inputs)[kExpressionInputs], bool inputs_changed) {
+    GVariant* changed = nullptr;
+    {
+        const SemaphoreGuard semaphore(object);
+        if (!semaphore) {
+            return MOX_ERR_SEMAPHORE;
+        }
+        changed = store_if_new(property, fresh);
+    }
+    if (inputs_changed) {
+        refresh_caches(object, inputs);
+    }
+    if (changed != nullptr) {
+        const VariantPtr value(g_variant_ref_sink(changed));
+        lom_property_event(lom_name_to_handle(object.object_name), property.name, value.get(),
+                           TRUE);
+    }
+    return MOX_OK;
+}
+
+}  // namespace mox

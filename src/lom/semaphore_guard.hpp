@@ -1,0 +1,37 @@
+// The object's process-shared semaphore for the length of a scope. It guards value bytes and state
+// bits, nothing else: it is never held across an event, a hook, a driver call or the drop of a
+// reference.
+#ifndef MOX_LOM_SEMAPHORE_GUARD_HPP
+#define MOX_LOM_SEMAPHORE_GUARD_HPP
+
+#include <lom/object.h>
+#include <moxplat/osal.h>
+
+namespace mox {
+
+class SemaphoreGuard {
+public:
+    // Takes the semaphore that the record names now, and will release that one whatever the record
+    // names then.
+    explicit SemaphoreGuard(const OBJECT_HEAD_S& object)
+        : semid_(object.semid),
+          member_(object.sem_member),
+          held_(osal_process_sem_p(semid_, member_) == 0) {}
+    ~SemaphoreGuard() {
+        if (held_) {
+            osal_process_sem_v(semid_, member_);
+        }
+    }
+    explicit operator bool() const { return held_; }
+    SemaphoreGuard(const SemaphoreGuard&) = delete;
+    SemaphoreGuard& operator=(const SemaphoreGuard&) = delete;
+
+private:
+    gint32 semid_;
+    gint32 member_;
+    bool held_;
+};
+
+}  // namespace mox
+
+#endif
