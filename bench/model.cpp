@@ -1,0 +1,129 @@
+#include "model.hpp"
+
+#include <classnode.h>
+#include <ipcmsg.h>
+#include <moxplat/osal.h>
+#include <shmem.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+namespace mox::bench {
+namespace {
+
+[[noreturn]] void give_up(const char* what) {
+    std::fprintf(stderr, "moxbench: %s\n", what);
+    std::exit(1);
+}
+
+struct PropertySpec {
+    std::string name;
+    const char* type;
+    std::string bytes;
+    const char* mode = "r-";
+    std::string accessor = {};
+};
+
+std::string bytes_of(guint32 value) {
+    return {reinterpret_cast<const char*>(&value), sizeof(value)};
+}
+
+std::string text(const std::string& value) {
+    return value + '\0';
+}
+
+OBJ_HANDLE build(const std::string& name, const char* class_name, const char* object_type,
+                 const std::vector<PropertySpec>& properties) {
+    OBJECT_PTR object = lom_create_object_embryo(static_cast<guint32>(properties.size()),
+                                                 name.c_str(), class_name, "", object_type, 1);
+    if (object == nullptr) {
+        give_up("the pool has no room for the objects");
+    }
+    for (guint32 index = 0; index < properties.size(); ++index) {
+        const PropertySpec& spec = properties[index];
+        CONST_TLV_S tlv = {};
+        g_strlcpy(tlv.type, spec.type, sizeof(tlv.type));
+        tlv.size = static_cast<guint32>(spec.bytes.size());
+        tlv.data = spec.bytes.data();
+        lom_init_property(object, index, spec.name.c_str(), &tlv, spec.mode);
+        if (!spec.accessor.empty()) {
+            lom_init_accessor(object, index, spec.accessor.c_str(),
+                              static_cast<guint32>(spec.accessor.size()));
+        }
+    }
+    const OBJ_HANDLE handle = lom_add_object(object);
+    lom_ready_object(object);
+    return handle;
+}
+
+}  // namespace
+
+void make_model() {
+    pub_log_init(nullptr, "moxbench");
+    g_setenv(SHM_SIZE_VARIABLE, "32", TRUE);
+    shm_owned_shmem();
+    if (shm_create() != MOX_OK) {
+        give_up("no pool");
+    }
+    lom_set_sem_func(osal_process_sem_create, osal_process_sem_free);
+    CLS_HANDLE previous = nullptr;
+    for (const char* name : {kClassName, "Chip", "Accessor"}) {
+        CLS_HANDLE handle = cls_create_class(name);
+        cls_set_next(previous, handle);
+        previous = handle;
+    }
+}
+
+std::string object_name(const std::string& family, int number) {
+    return family + "_" + std::to_string(number);
+}
+
+void make_objects(const std::string& family, int count, guint32 property_count) {
+    for (int number = 0; number < count; ++number) {
+        const std::string name = object_name(family, number);
+        if (lom_get_object_handle(name.c_str()) != 0) {
+            continue;
+        }
+        std::vector<PropertySpec> properties;
+        for (guint32 index = 0; index < property_count; ++index) {
+            properties.push_back(
+                {index == 0 ? kProperty : "Value" + std::to_string(index), "u", bytes_of(index)});
+        }
+        build(name, kClassName, "Logical", properties);
+    }
+}
+
+OBJ_HANDLE make_text_object(const std::string& name) {
+    return build(name, kClassName, "Logical",
+                 {{kProperty, "u", bytes_of(7)}, {"Text", "s", text(std::string(63, 'x'))}});
+}
+
+OBJ_HANDLE make_hardware_object(const std::string& name, const std::string& file) {
+    build(name + "_chip", "Chip", "Physical", {{"Path", "s", text(file)}});
+    build(name + "_acc", "Accessor", "Physical",
+          {{"Chip", "s", text(name + "_chip")},
+           {"Kind", "s", text("raw")},
+           {"Type", "s", text("u")},
+           {"Offset", "u", bytes_of(0)},
+           {"Width", "u", bytes_of(4)}});
+    const OBJ_HANDLE handle =
+        build(name, kClassName, "Logical", {{kProperty, "u", bytes_of(0), "r", name + "_acc"}});
+    lom_set_writable(handle, OBJECT_READ_WRITE);
+    return handle;
+}
+
+long pool_used() {
+    char* report = nullptr;
+    size_t length = 0;
+    FILE* stream = open_memstream(&report, &length);
+    shm_dump(stream);
+    std::fclose(stream);
+    const char* line = std::strstr(report, "used  : ");
+    const long used = line == nullptr ? -1 : std::atol(line + std::strlen("used  : "));
+    std::free(report);
+    return used;
+}
+
+}  // namespace mox::bench
