@@ -1,0 +1,24 @@
+// From a checked profile to the classes and objects of the object model, in the pool's owner.
+#ifndef MOXHOST_MODEL_MODEL_BUILD_HPP
+#define MOXHOST_MODEL_MODEL_BUILD_HPP
+
+#include <moxlib/moxbase.h>
+
+#include <string>
+
+#include "profile/profile.hpp"
+
+namespace mox::host {
+
+// The handle under which the object model knows a module: the same for equal names, valid for ever.
+MDL_HANDLE module_handle(const std::string& module_name);
+
+// Registers every class, then builds every object up to ready. The pool exists and the semaphore
+// hooks are installed. owner_name: the module that has the classes without one. Once in a process's
+// life. Returns an empty string, or why the model could not be built: the pool or the semaphores
+// ran out; then the pool is to be thrown away.
+std::string build_model(const Profile& profile, const std::string& owner_name);
+
+}  // namespace mox::host
+
+#endif

@@ -1,0 +1,174 @@
+// Joining and leaving. The order of a join: connection, comparison of the builds, pool, classes,
+// ids, hooks, queue. What fails on the way closes the connection, and the owner then undoes its
+// part.
+#include <classnode.h>
+#include <lom.h>
+#include <pub.h>
+#include <shmem.h>
+#include <unistd.h>
+
+#include <atomic>
+
+#include "module/host_error.hpp"
+#include "module/module.hpp"
+#include "module/object_hooks.hpp"
+#include "module/owner_link.hpp"
+#include "module/pool_attach.hpp"
+#include "wire/interface.hpp"
+#include "wire/record_layout.hpp"
+#include "wire/run_directory.hpp"
+
+namespace mox::host {
+namespace {
+
+enum class Life { new_born, joining, joined, left };
+std::atomic<Life> life{Life::new_born};
+
+// What the owner gives to a module.
+struct Grant {
+    gint32 bitmap_id = 0;
+    gint32 queue_id = 0;
+    guint64 class_base = 0;
+    guint64 read_stamps = 0;
+    gint32 pool_id = 0;
+    guint64 pool_bytes = 0;
+};
+
+template <typename Record>
+Record* at_address(guint64 address) {
+    return reinterpret_cast<Record*>(static_cast<std::uintptr_t>(address));
+}
+
+bool check_arguments(const gchar* name, GError** error) {
+    const std::size_t length = name == nullptr ? 0 : std::char_traits<char>::length(name);
+    if (length == 0 || length > 31 || g_utf8_validate(name, -1, nullptr) == FALSE) {
+        set_error(error, MOXHOST_ERROR_REFUSED, "a module's name must be UTF-8 of 1 to 31 bytes");
+        return false;
+    }
+    if (shm_is_owner() != FALSE) {
+        set_error(error, MOXHOST_ERROR_STATE,
+                  "this process owns the pool itself; join in another process");
+        return false;
+    }
+    return true;
+}
+
+bool ask_to_join(const gchar* name, MOX_MODULE_TYPE type, Grant& grant, GError** error) {
+    const VariantPtr reply = owner_link().call(
+        "Join",
+        g_variant_new("(siius)", name, static_cast<gint32>(type), static_cast<gint32>(getpid()),
+                      wire::word_bits, wire::record_layout().c_str()),
+        wire::join_reply, error);
+    if (!reply) {
+        return false;
+    }
+    g_variant_get(reply.get(), wire::join_reply, &grant.bitmap_id, &grant.queue_id,
+                  &grant.class_base, &grant.read_stamps, &grant.pool_id, &grant.pool_bytes);
+    return true;
+}
+
+bool is_in_pool(guint64 address, gsize length, const Grant& grant) {
+    return lies_in_pool(at_address<void>(address), length, grant.pool_bytes);
+}
+
+bool use_pool(const Grant& grant, GError** error) {
+    const std::string cause = attach_pool(grant.pool_id, grant.pool_bytes);
+    if (!cause.empty()) {
+        set_error(error, MOXHOST_ERROR_NO_POOL, cause);
+        return false;
+    }
+    const bool has_classes = grant.class_base != 0;
+    if ((has_classes && !is_in_pool(grant.class_base, sizeof(SHARE_CLASS_DATA_S), grant)) ||
+        !is_in_pool(grant.read_stamps, sizeof(wire::ReadStampTable), grant)) {
+        set_error(error, MOXHOST_ERROR_NO_POOL,
+                  "the addresses that the owner gave do not lie in the pool");
+        return false;
+    }
+    cls_init_share_data(at_address<void>(grant.class_base));
+    return true;
+}
+
+MoxHostModule* make_module(const gchar* name, MOX_MODULE_TYPE type, const Grant& grant) {
+    auto module = std::make_unique<MoxHostModule>();
+    module->info.module_id = grant.bitmap_id;
+    module->info.pid = getpid();
+    module->info.msg_que_id = grant.queue_id;
+    module->info.share_class_base = at_address<void>(grant.class_base);
+    g_strlcpy(module->info.module_name, name, sizeof module->info.module_name);
+    module->read_stamps = at_address<wire::ReadStampTable>(grant.read_stamps);
+    lom_set_bitmap_id(grant.bitmap_id);
+    lom_set_module_type(type);
+    ipc_msg_set_port(grant.queue_id);
+    install_object_hooks(grant.pool_bytes);
+    module->inbox = std::make_unique<Inbox>(grant.queue_id);
+    return module.release();
+}
+
+// The inbox of the module that is joined, for the end of the connection. Used in one thread.
+Inbox* lost_inbox = nullptr;
+
+MoxHostModule* join(const std::string& run_dir, const gchar* name, MOX_MODULE_TYPE type,
+                    GError** error) {
+    const auto on_lost = [] {
+        if (lost_inbox != nullptr) {
+            lost_inbox->note_lost();
+        }
+    };
+    Grant grant;
+    if (!owner_link().open(run_dir, on_lost, error) || !ask_to_join(name, type, grant, error) ||
+        !use_pool(grant, error)) {
+        owner_link().close();
+        return nullptr;
+    }
+    MoxHostModule* const module = make_module(name, type, grant);
+    lost_inbox = module->inbox.get();
+    return module;
+}
+
+}  // namespace
+}  // namespace mox::host
+
+using namespace mox::host;
+
+GQuark moxhost_error_quark() {
+    return g_quark_from_static_string("moxhost-error-quark");
+}
+
+MoxHostModule* moxhost_join(const gchar* run_dir, const gchar* module_name,
+                            MOX_MODULE_TYPE module_type, GError** error) {
+    if (!check_arguments(module_name, error)) {
+        return nullptr;
+    }
+    Life expected = Life::new_born;
+    if (!life.compare_exchange_strong(expected, Life::joining)) {
+        set_error(error, MOXHOST_ERROR_STATE,
+                  expected == Life::left ? "this process has left; a process joins once"
+                                         : "this process has joined already");
+        return nullptr;
+    }
+    pub_log_init(nullptr, g_intern_string(module_name));
+    MoxHostModule* const module =
+        join(wire::run_directory(run_dir), module_name, module_type, error);
+    life.store(module == nullptr ? Life::new_born : Life::joined);
+    return module;
+}
+
+void moxhost_leave(MoxHostModule* module) {
+    if (module == nullptr) {
+        return;
+    }
+    lost_inbox = nullptr;
+    module->inbox.reset();
+    // Without an answer the owner notices the closed connection, or is gone itself.
+    owner_link().call("Leave", nullptr, wire::empty_reply, nullptr);
+    owner_link().close();
+    // Copies that are still held here must not clear the bit of a later module.
+    lom_set_bitmap_id(0);
+    ipc_msg_set_port(0);
+    delete module;
+    life.store(Life::left);
+}
+
+const MODULE_REG_INFO_S* moxhost_reg_info(const MoxHostModule* module) {
+    return &module->info;
+}

@@ -1,0 +1,119 @@
+// The copy function runs under the object table's mutex: it makes one bounded call and does not
+// call back into the object store. A record is believed only as far as its pointers lead into the
+// pool.
+#include "module/object_hooks.hpp"
+
+#include <lom.h>
+#include <pub.h>
+
+#include <atomic>
+#include <cstring>
+
+#include "module/owner_link.hpp"
+#include "module/pool_attach.hpp"
+#include "wire/interface.hpp"
+
+namespace mox::host {
+namespace {
+
+std::atomic<guint64> mapped_bytes{0};
+
+struct Answer {
+    gint32 status;
+    VariantPtr bytes;
+
+    gsize size() const { return g_variant_get_size(bytes.get()); }
+    gconstpointer data() const { return g_variant_get_data(bytes.get()); }
+};
+
+// The reply to a call that answers with a status and bytes; the status is MOX_ERR_INTERNAL when the
+// call itself fails.
+Answer ask(const char* method, GVariant* arguments) {
+    GError* error = nullptr;
+    const VariantPtr reply = owner_link().call(method, arguments, wire::record_reply, &error);
+    if (!reply) {
+        pub_debug_print(MX_DBG_ERR, "%s.\n", error->message);
+        g_error_free(error);
+        return {MOX_ERR_INTERNAL, nullptr};
+    }
+    Answer answer = {0, nullptr};
+    GVariant* bytes = nullptr;
+    g_variant_get(reply.get(), "(i@ay)", &answer.status, &bytes);
+    answer.bytes.reset(bytes);
+    return answer;
+}
+
+bool is_utf8(const gchar* text) {
+    return text != nullptr && g_utf8_validate(text, -1, nullptr) != FALSE;
+}
+
+bool is_in_pool(gconstpointer pointer, gsize length) {
+    return lies_in_pool(pointer, length, mapped_bytes.load(std::memory_order_relaxed));
+}
+
+bool is_plausible(const OBJECT_HEAD_S& record) {
+    constexpr gsize most_properties = G_MAXUINT32 / sizeof(SERIALISED_PROPERTY_S);
+    return is_in_pool(record.object_name, 1) && is_in_pool(record.class_name, 1) &&
+           is_in_pool(record.ref_bitmap, LOM_REF_BITMAP_WORDS * sizeof(guint32)) &&
+           is_in_pool(record.name_list, sizeof(CLASS_OBJECT_LIST_S)) &&
+           record.property_count <= most_properties &&
+           (record.property_count == 0 ||
+            is_in_pool(record.property_entry,
+                       record.property_count * sizeof(SERIALISED_PROPERTY_S)));
+}
+
+OBJECT_HEAD_S* copy_object(const gchar* object_name, gsize size) {
+    if (size != sizeof(OBJECT_HEAD_S) || !is_utf8(object_name)) {
+        return nullptr;
+    }
+    const Answer answer = ask("CopyObject", g_variant_new("(s)", object_name));
+    if (answer.status != MOX_OK) {
+        return nullptr;
+    }
+    if (answer.size() != size) {
+        pub_debug_print(MX_DBG_ERR, "record of %s has %d bytes, not %d: dropped.\n", object_name,
+                        static_cast<int>(answer.size()), static_cast<int>(size));
+        return nullptr;
+    }
+    auto* const record = g_new0(OBJECT_HEAD_S, 1);
+    std::memcpy(record, answer.data(), size);
+    if (!is_plausible(*record)) {
+        pub_debug_print(MX_DBG_ERR, "record of %s does not lie in the pool: dropped.\n",
+                        object_name);
+        g_free(record);
+        return nullptr;
+    }
+    // The owner's handle of its module means nothing here.
+    record->module = nullptr;
+    return record;
+}
+
+gint32 remote_get(const gchar* object_name, const gchar* property_name, gint32 offset, gsize length,
+                  gpointer out_data) {
+    constexpr gsize whole_value = 8;
+    if (!is_utf8(object_name) || !is_utf8(property_name) || out_data == nullptr ||
+        length > wire::max_remote_bytes) {
+        return MOX_ERR_BAD_ARGUMENT;
+    }
+    const Answer answer = ask("RemoteGet", g_variant_new("(ssiu)", object_name, property_name,
+                                                         offset, static_cast<guint32>(length)));
+    if (answer.status != MOX_OK) {
+        return answer.status;
+    }
+    const gsize expected = offset == 0 && length == 0 ? whole_value : length;
+    if (answer.size() != expected) {
+        return MOX_ERR_INTERNAL;
+    }
+    std::memcpy(out_data, answer.data(), expected);
+    return MOX_OK;
+}
+
+}  // namespace
+
+void install_object_hooks(guint64 pool_bytes) {
+    mapped_bytes.store(pool_bytes, std::memory_order_relaxed);
+    lom_set_copy_func(copy_object);
+    lom_set_remote_get_property_func(remote_get);
+}
+
+}  // namespace mox::host

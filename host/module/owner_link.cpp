@@ -1,0 +1,203 @@
+// The mutex guards the pointer only: a call keeps its own reference and waits without it, so
+// closing never waits for a call and a call never meets a connection that is gone.
+#include "module/owner_link.hpp"
+
+#include <unistd.h>
+
+#include "module/host_error.hpp"
+#include "wire/interface.hpp"
+#include "wire/run_directory.hpp"
+
+namespace mox::host {
+namespace {
+
+struct ObjectDelete {
+    void operator()(gpointer object) const { g_object_unref(object); }
+};
+using ConnectionPtr = std::unique_ptr<GDBusConnection, ObjectDelete>;
+
+struct ErrorDelete {
+    void operator()(GError* error) const { g_error_free(error); }
+};
+using ErrorPtr = std::unique_ptr<GError, ErrorDelete>;
+
+struct Attempt {
+    bool is_done = false;
+    ErrorPtr error;
+};
+
+void on_connected(GObject* source, GAsyncResult* result, gpointer data) {
+    auto* const attempt = static_cast<Attempt*>(data);
+    GError* error = nullptr;
+    g_async_initable_init_finish(G_ASYNC_INITABLE(source), result, &error);
+    attempt->error.reset(error);
+    attempt->is_done = true;
+}
+
+gboolean give_up(gpointer cancellable) {
+    g_cancellable_cancel(static_cast<GCancellable*>(cancellable));
+    return G_SOURCE_REMOVE;
+}
+
+// Waits for the connection in a main context of its own, with a time limit: a stopped owner's
+// socket still accepts. Returns what went wrong, null when it is connected.
+ErrorPtr connect_in_time(GDBusConnection* connection) {
+    GMainContext* const context = g_main_context_new();
+    GCancellable* const cancellable = g_cancellable_new();
+    GSource* const limit = g_timeout_source_new(MOXHOST_CALL_TIMEOUT_MS);
+    g_source_set_callback(limit, give_up, cancellable, nullptr);
+    g_source_attach(limit, context);
+    g_main_context_push_thread_default(context);
+    Attempt attempt;
+    g_async_initable_init_async(G_ASYNC_INITABLE(connection), G_PRIORITY_DEFAULT, cancellable,
+                                on_connected, &attempt);
+    while (!attempt.is_done) {
+        g_main_context_iteration(context, TRUE);
+    }
+    g_main_context_pop_thread_default(context);
+    g_source_destroy(limit);
+    g_source_unref(limit);
+    g_object_unref(cancellable);
+    g_main_context_unref(context);
+    return std::move(attempt.error);
+}
+
+void set_connect_error(const GError& cause, const std::string& run_dir, GError** error) {
+    const std::string where = wire::socket_path(run_dir);
+    if (g_error_matches(&cause, G_IO_ERROR, G_IO_ERROR_CANCELLED) != FALSE) {
+        set_error(error, MOXHOST_ERROR_TIMEOUT,
+                  "the owner at " + where + " did not answer within " +
+                      std::to_string(MOXHOST_CALL_TIMEOUT_MS) + " ms; see whether it is stopped");
+    } else {
+        set_error(error, MOXHOST_ERROR_NO_OWNER,
+                  "no owner at " + where + ": " + cause.message +
+                      "; start moxd with this run directory, as this user");
+    }
+}
+
+// The code for an error that the owner's reply names.
+MoxHostError code_of(const char* name) {
+    if (g_strcmp0(name, wire::error_mismatch) == 0) return MOXHOST_ERROR_MISMATCH;
+    if (g_strcmp0(name, wire::error_not_found) == 0) return MOXHOST_ERROR_NOT_FOUND;
+    return MOXHOST_ERROR_REFUSED;
+}
+
+void set_call_error(const char* method, GError& cause, GError** error) {
+    gchar* const name = g_dbus_error_get_remote_error(&cause);
+    const std::string call = std::string("call ") + method;
+    if (name != nullptr) {
+        g_dbus_error_strip_remote_error(&cause);
+        set_error(error, code_of(name), call + " refused: " + cause.message);
+    } else if (g_error_matches(&cause, G_IO_ERROR, G_IO_ERROR_TIMED_OUT) != FALSE) {
+        set_error(error, MOXHOST_ERROR_TIMEOUT,
+                  call + ": the owner did not answer within " +
+                      std::to_string(MOXHOST_CALL_TIMEOUT_MS) + " ms");
+    } else {
+        set_error(error, MOXHOST_ERROR_LOST,
+                  call + ": " + cause.message + "; the connection to the owner is gone");
+    }
+    g_free(name);
+}
+
+// The socket tells who made it; the D-Bus handshake tells only the server about its client.
+bool is_own_user(GDBusConnection* connection) {
+    GIOStream* const stream = g_dbus_connection_get_stream(connection);
+    if (!G_IS_SOCKET_CONNECTION(stream)) {
+        return false;
+    }
+    GSocket* const socket = g_socket_connection_get_socket(G_SOCKET_CONNECTION(stream));
+    GCredentials* const peer = g_socket_get_credentials(socket, nullptr);
+    if (peer == nullptr) {
+        return false;
+    }
+    const bool is_own = g_credentials_get_unix_user(peer, nullptr) == geteuid();
+    g_object_unref(peer);
+    return is_own;
+}
+
+}  // namespace
+
+bool OwnerLink::open(const std::string& run_dir, std::function<void()> on_lost, GError** error) {
+    const std::string address = wire::socket_address(run_dir);
+    if (address.empty()) {
+        set_error(error, MOXHOST_ERROR_NO_OWNER,
+                  "run directory " + run_dir + " is too long for a socket; use a shorter one");
+        return false;
+    }
+    // Made here and not in the waiting context: it tells its end in the context that was the
+    // default when it was made.
+    ConnectionPtr connection(static_cast<GDBusConnection*>(
+        g_object_new(G_TYPE_DBUS_CONNECTION, "address", address.c_str(), "flags",
+                     G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT, nullptr)));
+    const ErrorPtr failure = connect_in_time(connection.get());
+    if (failure) {
+        set_connect_error(*failure, run_dir, error);
+        return false;
+    }
+    if (!is_own_user(connection.get())) {
+        set_error(error, MOXHOST_ERROR_NO_OWNER,
+                  "what answers at " + wire::socket_path(run_dir) +
+                      " runs as another user; start moxd as this user");
+        return false;
+    }
+    on_lost_ = std::move(on_lost);
+    closed_handler_ = g_signal_connect(connection.get(), "closed", G_CALLBACK(on_closed), this);
+    const std::lock_guard lock(mutex_);
+    connection_ = connection.release();
+    return true;
+}
+
+void OwnerLink::close() {
+    ConnectionPtr connection;
+    {
+        const std::lock_guard lock(mutex_);
+        connection.reset(connection_);
+        connection_ = nullptr;
+    }
+    if (connection) {
+        g_signal_handler_disconnect(connection.get(), closed_handler_);
+        on_lost_ = nullptr;
+        g_dbus_connection_close_sync(connection.get(), nullptr, nullptr);
+    }
+}
+
+VariantPtr OwnerLink::call(const char* method, GVariant* arguments, const char* reply_type,
+                           GError** error) {
+    const VariantPtr sunk(arguments == nullptr ? nullptr : g_variant_ref_sink(arguments));
+    ConnectionPtr connection;
+    {
+        const std::lock_guard lock(mutex_);
+        if (connection_ != nullptr) {
+            connection.reset(static_cast<GDBusConnection*>(g_object_ref(connection_)));
+        }
+    }
+    if (!connection) {
+        set_error(error, MOXHOST_ERROR_LOST,
+                  std::string("call ") + method + ": there is no connection to the owner");
+        return nullptr;
+    }
+    GError* cause = nullptr;
+    VariantPtr reply(g_dbus_connection_call_sync(
+        connection.get(), nullptr, wire::object_path, wire::interface_name, method, sunk.get(),
+        G_VARIANT_TYPE(reply_type), G_DBUS_CALL_FLAGS_NO_AUTO_START, MOXHOST_CALL_TIMEOUT_MS,
+        nullptr, &cause));
+    if (!reply) {
+        const ErrorPtr owned(cause);
+        set_call_error(method, *cause, error);
+    }
+    return reply;
+}
+
+void OwnerLink::on_closed(GDBusConnection*, gboolean, GError*, gpointer self) {
+    const auto* const link = static_cast<const OwnerLink*>(self);
+    if (link->on_lost_) {
+        link->on_lost_();
+    }
+}
+
+OwnerLink& owner_link() {
+    static auto* const link = new OwnerLink;
+    return *link;
+}
+
+}  // namespace mox::host

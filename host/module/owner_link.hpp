@@ -1,0 +1,51 @@
+// The connection to the owner, one in a process: the hooks of the object store carry no data of
+// ours.
+#ifndef MOXHOST_MODULE_OWNER_LINK_HPP
+#define MOXHOST_MODULE_OWNER_LINK_HPP
+
+#include <gio/gio.h>
+
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+
+namespace mox::host {
+
+struct VariantDelete {
+    void operator()(GVariant* value) const { g_variant_unref(value); }
+};
+using VariantPtr = std::unique_ptr<GVariant, VariantDelete>;
+
+// Every call is bounded by MOXHOST_CALL_TIMEOUT_MS and may come from any thread; none runs sources
+// of the caller's main context.
+class OwnerLink {
+public:
+    // Connects; false with error set. on_lost: called in the thread-default main context of this
+    // call, once, when the connection breaks before close().
+    bool open(const std::string& run_dir, std::function<void()> on_lost, GError** error);
+
+    // Nothing happens on a link that is not open. From the thread that opened it.
+    void close();
+
+    // Calls the owner. arguments: a floating tuple, or null for none. Returns the reply, of
+    // reply_type; null with error set.
+    VariantPtr call(const char* method, GVariant* arguments, const char* reply_type,
+                    GError** error);
+
+private:
+    static void on_closed(GDBusConnection* connection, gboolean by_peer, GError* error,
+                          gpointer self);
+
+    std::mutex mutex_;
+    GDBusConnection* connection_ = nullptr;  // under the mutex
+    gulong closed_handler_ = 0;
+    std::function<void()> on_lost_;
+};
+
+// The process's link; lives as long as the process.
+OwnerLink& owner_link();
+
+}  // namespace mox::host
+
+#endif

@@ -1,0 +1,129 @@
+// moxd: the owner process. Exit status 0 after a clean stop, 1 when it could not start, 2 for a
+// wrong profile.
+#include <glib-unix.h>
+#include <moxlib/moxbase.h>
+#include <pub.h>
+
+#include <csignal>
+#include <cstdio>
+#include <memory>
+
+#include "owner/owner.hpp"
+#include "owner/start_error.hpp"
+#include "profile/profile.hpp"
+#include "wire/run_directory.hpp"
+
+namespace {
+
+constexpr int exit_no_start = 1;
+constexpr int exit_bad_profile = 2;
+
+struct FreeString {
+    void operator()(gchar* text) const { g_free(text); }
+};
+using StringPtr = std::unique_ptr<gchar, FreeString>;
+
+struct Options {
+    StringPtr profile;
+    StringPtr run_dir;
+    StringPtr name;
+    gboolean wants_version = FALSE;
+};
+
+// False when the command line is wrong, after a line that says so.
+bool parse_options(int argc, char** argv, Options& options) {
+    gchar* profile = nullptr;
+    gchar* run_dir = nullptr;
+    gchar* name = nullptr;
+    const GOptionEntry entries[] = {
+        {"profile", 'p', 0, G_OPTION_ARG_FILENAME, &profile, "the classes and objects to serve",
+         "FILE"},
+        {"run-dir", 'r', 0, G_OPTION_ARG_FILENAME, &run_dir,
+         "directory of the socket (default: $MOX_RUN_DIR, $XDG_RUNTIME_DIR/moxd, /run/moxd)",
+         "DIR"},
+        {"name", 'n', 0, G_OPTION_ARG_STRING, &name, "the owner's module name (default: moxd)",
+         "NAME"},
+        {"version", 'V', 0, G_OPTION_ARG_NONE, &options.wants_version, "print the version and end",
+         nullptr},
+        {nullptr, 0, 0, G_OPTION_ARG_NONE, nullptr, nullptr, nullptr}};
+    GOptionContext* const context = g_option_context_new("- owner of the object model");
+    g_option_context_add_main_entries(context, entries, nullptr);
+    GError* error = nullptr;
+    const bool parsed = g_option_context_parse(context, &argc, &argv, &error) != FALSE;
+    g_option_context_free(context);
+    options.profile.reset(profile);
+    options.run_dir.reset(run_dir);
+    options.name.reset(name != nullptr ? name : g_strdup("moxd"));
+    if (!parsed) {
+        std::fprintf(stderr, "moxd: %s; see moxd --help\n", error->message);
+        g_error_free(error);
+        return false;
+    }
+    if (argc > 1) {
+        std::fprintf(stderr, "moxd: \"%s\" is not understood; see moxd --help\n", argv[1]);
+        return false;
+    }
+    const std::size_t name_length = std::char_traits<char>::length(options.name.get());
+    if (name_length == 0 || name_length > mox::host::max_name_bytes) {
+        std::fprintf(stderr, "moxd: --name must have 1 to 31 bytes\n");
+        return false;
+    }
+    if (!options.profile && options.wants_version == FALSE) {
+        std::fprintf(stderr, "moxd: --profile FILE is missing; see moxd --help\n");
+        return false;
+    }
+    return true;
+}
+
+struct UnrefLoop {
+    void operator()(GMainLoop* loop) const { g_main_loop_unref(loop); }
+};
+
+gboolean stop(gpointer loop) {
+    g_main_loop_quit(static_cast<GMainLoop*>(loop));
+    return G_SOURCE_CONTINUE;
+}
+
+int serve(mox::host::Profile profile, const std::string& run_dir, const char* name) {
+    // A line is whole in a pipe or a journal as soon as it is written.
+    std::setvbuf(stdout, nullptr, _IOLBF, 0);
+    pub_log_init(nullptr, name);
+    std::signal(SIGPIPE, SIG_IGN);
+    const std::unique_ptr<GMainLoop, UnrefLoop> loop(g_main_loop_new(nullptr, FALSE));
+    // From here on a signal waits for the loop: it cannot interrupt the start and leave half of it
+    // behind.
+    for (const int signal_number : {SIGTERM, SIGINT, SIGHUP}) {
+        g_unix_signal_add(signal_number, stop, loop.get());
+    }
+    try {
+        mox::host::Owner owner(std::move(profile), run_dir, name);
+        std::printf("%s\n", owner.ready_line().c_str());
+        std::fflush(stdout);
+        owner.run(loop.get());
+    } catch (const mox::host::StartError& error) {
+        std::fprintf(stderr, "moxd: %s\n", error.cause.c_str());
+        return exit_no_start;
+    }
+    return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    Options options;
+    if (!parse_options(argc, argv, options)) {
+        return exit_no_start;
+    }
+    if (options.wants_version != FALSE) {
+        std::printf("moxd %s\n", MOXHOST_VERSION);
+        return 0;
+    }
+    std::variant<mox::host::Profile, std::string> profile =
+        mox::host::load_profile(options.profile.get());
+    if (const auto* const fault = std::get_if<std::string>(&profile)) {
+        std::fprintf(stderr, "%s\n", fault->c_str());
+        return exit_bad_profile;
+    }
+    return serve(std::get<mox::host::Profile>(std::move(profile)),
+                 mox::host::wire::run_directory(options.run_dir.get()), options.name.get());
+}

@@ -1,0 +1,90 @@
+// A module's ports go before its queue: a sender that still met the port of a deleted queue would
+// stop there and leave the listeners behind it without the event.
+#include "owner/module_registry.hpp"
+
+#include <lom.h>
+#include <moxplat/osal.h>
+#include <pub.h>
+
+#include "owner/sent_events.hpp"
+
+namespace mox::host {
+
+gint32 make_queue() {
+    gint32 queue_id = -1;
+    gint32 result = osal_process_queue_create(&queue_id);
+    if (result == OSAL_OK && queue_id == 0) {
+        // Deleted only after the next one is made, or the system would give the same id again.
+        result = osal_process_queue_create(&queue_id);
+        osal_process_queue_delete(0);
+    }
+    if (result != OSAL_OK) {
+        pub_debug_print(MX_DBG_ERR, "no message queue: %s (%d).\n", osal_error_text(result),
+                        result);
+        return 0;
+    }
+    return queue_id;
+}
+
+ModuleRegistry::ModuleRegistry(std::string owner_name, ListenerLists& lists)
+    : owner_name_(std::move(owner_name)), lists_(lists) {}
+
+std::variant<const JoinedModule*, std::string> ModuleRegistry::join(const std::string& name,
+                                                                    MOX_MODULE_TYPE type,
+                                                                    gint32 pid) {
+    if (name == owner_name_) {
+        return "the name \"" + name + "\" is the owner's own; join under another name";
+    }
+    gint32 free_id = 0;
+    for (gint32 id = highest_bitmap_id; id >= lowest_bitmap_id; --id) {
+        const std::optional<JoinedModule>& taken = modules_[static_cast<std::size_t>(id)];
+        if (!taken) {
+            free_id = id;
+        } else if (taken->name == name) {
+            return "a module named \"" + name + "\" has joined already (process " +
+                   std::to_string(taken->pid) + "); join under another name";
+        }
+    }
+    if (free_id == 0) {
+        return "all " + std::to_string(highest_bitmap_id) +
+               " places for modules are taken; let one leave first";
+    }
+    const gint32 queue_id = make_queue();
+    if (queue_id == 0) {
+        return std::string("the owner could not make a message queue (its log says why)");
+    }
+    std::optional<JoinedModule>& place = modules_[static_cast<std::size_t>(free_id)];
+    place = JoinedModule{name, type, pid, free_id, queue_id};
+    pub_debug_print(MX_DBG_INSIGHT, "module %s joined: pid %d, bitmap id %d, queue %d.\n",
+                    name.c_str(), pid, free_id, queue_id);
+    return &*place;
+}
+
+void ModuleRegistry::leave(gint32 bitmap_id) {
+    if (bitmap_id < lowest_bitmap_id || bitmap_id > highest_bitmap_id) {
+        return;
+    }
+    std::optional<JoinedModule>& place = modules_[static_cast<std::size_t>(bitmap_id)];
+    if (!place) {
+        return;
+    }
+    lom_batch_unref(bitmap_id);
+    lists_.remove_port(place->queue_id);
+    const gint32 result = osal_process_queue_delete(place->queue_id);
+    if (result != OSAL_OK) {
+        pub_debug_print(MX_DBG_ERR, "queue %d of module %s not deleted: %s (%d).\n",
+                        place->queue_id, place->name.c_str(), osal_error_text(result), result);
+    }
+    forget_queue(place->queue_id);
+    pub_debug_print(MX_DBG_INSIGHT, "module %s left: bitmap id %d, queue %d.\n",
+                    place->name.c_str(), bitmap_id, place->queue_id);
+    place.reset();
+}
+
+void ModuleRegistry::leave_all() {
+    for (gint32 id = lowest_bitmap_id; id <= highest_bitmap_id; ++id) {
+        leave(id);
+    }
+}
+
+}  // namespace mox::host

@@ -1,0 +1,56 @@
+// The modules that have joined: their names, bitmap ids and queues.
+#ifndef MOXHOST_OWNER_MODULE_REGISTRY_HPP
+#define MOXHOST_OWNER_MODULE_REGISTRY_HPP
+
+#include <moxlib/moxbase.h>
+
+#include <array>
+#include <optional>
+#include <string>
+#include <variant>
+
+#include "owner/listener_lists.hpp"
+
+namespace mox::host {
+
+struct JoinedModule {
+    std::string name;
+    MOX_MODULE_TYPE type = MODULE_APP;
+    gint32 pid = 0;
+    gint32 bitmap_id = 0;
+    gint32 queue_id = 0;
+};
+
+inline constexpr gint32 lowest_bitmap_id = 1;
+inline constexpr gint32 highest_bitmap_id = 127;
+
+// For the thread of the main loop only.
+class ModuleRegistry {
+public:
+    // owner_name: taken from the start. lists: outlives the registry.
+    ModuleRegistry(std::string owner_name, ListenerLists& lists);
+
+    // Takes a module in: gives it the lowest free bitmap id and a queue of its own. Returns it,
+    // valid until it leaves, or why not.
+    std::variant<const JoinedModule*, std::string> join(const std::string& name,
+                                                        MOX_MODULE_TYPE type, gint32 pid);
+
+    // Undoes a join: the module's bits, its ports and its queue are gone afterwards, its name and
+    // id free again. Unknown ids are ignored.
+    void leave(gint32 bitmap_id);
+
+    void leave_all();
+
+private:
+    std::string owner_name_;
+    ListenerLists& lists_;
+    std::array<std::optional<JoinedModule>, highest_bitmap_id + 1> modules_;  // by bitmap id
+};
+
+// A queue of this process whose id is not 0, which stands for "no port"; 0 when there is none to be
+// had (logged).
+gint32 make_queue();
+
+}  // namespace mox::host
+
+#endif

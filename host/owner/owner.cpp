@@ -1,0 +1,121 @@
+// A live owner in this system is left alone: it is looked for before anything is touched. Leftovers
+// of dead ones are removed before anything is made.
+#include "owner/owner.hpp"
+
+#include <ipcmsg.h>
+#include <lom.h>
+#include <moxplat/osal.h>
+
+#include <cstdio>
+
+#include "model/model_build.hpp"
+#include "owner/read_stamps.hpp"
+#include "owner/start_error.hpp"
+
+namespace mox::host {
+namespace {
+
+std::vector<std::string> class_names(const Profile& profile) {
+    std::vector<std::string> names;
+    for (const ClassDef& entry : profile.classes) {
+        names.push_back(entry.name);
+    }
+    return names;
+}
+
+// Throws when the pool has a live owner; otherwise gives the path back.
+const std::string& only_without_owner(const std::string& run_dir) {
+    const FoundPool pool = find_pool();
+    if (pool.state == PoolState::owned) {
+        throw StartError{"process " + std::to_string(pool.owner) + " owns the pool (segment " +
+                         std::to_string(pool.id) + "); stop it first"};
+    }
+    return run_dir;
+}
+
+void remove_leftovers() {
+    const FoundPool pool = find_pool();
+    if (pool.state == PoolState::stale) {
+        remove_stale_pool(pool);
+        std::fprintf(stderr, "moxd: stale pool segment %d of the dead process %d removed\n",
+                     pool.id, static_cast<int>(pool.owner));
+    }
+    gint32 removed = 0;
+    const gint32 result = osal_process_remove_stale(&removed);
+    if (removed > 0) {
+        std::fprintf(stderr, "moxd: %d stale semaphore sets and queues of dead processes removed\n",
+                     removed);
+    }
+    if (result != OSAL_OK) {
+        std::fprintf(stderr, "moxd: stale semaphore sets or queues are left: %s\n",
+                     osal_error_text(result));
+    }
+}
+
+OwnPool make_pool() {
+    remove_leftovers();
+    return OwnPool();
+}
+
+gboolean refresh_now(gpointer) {
+    lom_property_batch_read();
+    return G_SOURCE_CONTINUE;
+}
+
+}  // namespace
+
+LayerHold::~LayerHold() {
+    const gint32 result = osal_process_release_all();
+    if (result != OSAL_OK) {
+        std::fprintf(stderr, "moxd: semaphores or queues are left: %s\n", osal_error_text(result));
+    }
+}
+
+Owner::Owner(Profile profile, const std::string& run_dir, const std::string& name)
+    : profile_(std::move(profile)),
+      run_dir_(only_without_owner(run_dir)),
+      pool_(make_pool()),
+      model_(profile_),
+      lists_(class_names(profile_)),
+      registry_(name, lists_),
+      methods_(model_, lists_, registry_, {pool_.id(), pool_.bytes()},
+               [] { refresh_now(nullptr); }) {
+    start_model(name);
+    transport_ = std::make_unique<TransportServer>(run_dir_.path(), methods_);
+}
+
+Owner::~Owner() {
+    transport_.reset();
+    registry_.leave_all();
+}
+
+void Owner::start_model(const std::string& name) {
+    lom_set_sem_func(osal_process_sem_create, osal_process_sem_free);
+    const std::string cause = build_model(profile_, name);
+    if (!cause.empty()) {
+        throw StartError{cause};
+    }
+    const gint32 port = make_queue();
+    if (port == 0) {
+        throw StartError{"no message queue can be made (see the log line above)"};
+    }
+    ipc_msg_set_port(port);
+    make_read_stamps(profile_);
+    refresh_now(nullptr);
+}
+
+void Owner::run(GMainLoop* loop) {
+    const guint timer = g_timeout_add(profile_.refresh_ms, refresh_now, nullptr);
+    g_main_loop_run(loop);
+    g_source_remove(timer);
+}
+
+std::string Owner::ready_line() const {
+    const PoolUsage usage = pool_usage();
+    return "ready: " + std::to_string(profile_.objects.size()) + " objects, " +
+           std::to_string(profile_.classes.size()) + " classes, pool " +
+           std::to_string(usage.used) + " of " + std::to_string(pool_.bytes()) + " bytes, socket " +
+           transport_->socket_path();
+}
+
+}  // namespace mox::host

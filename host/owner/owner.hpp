@@ -1,0 +1,62 @@
+// The owner process's life: everything it has in the system is a member here, made in this order by
+// the constructor and removed in the reverse order by the destructor, also when a later member
+// could not be made.
+#ifndef MOXHOST_OWNER_OWNER_HPP
+#define MOXHOST_OWNER_OWNER_HPP
+
+#include <glib.h>
+
+#include <memory>
+#include <string>
+
+#include "model/model_index.hpp"
+#include "owner/listener_lists.hpp"
+#include "owner/module_registry.hpp"
+#include "owner/owner_methods.hpp"
+#include "owner/pool_segment.hpp"
+#include "owner/run_dir.hpp"
+#include "owner/transport_server.hpp"
+#include "profile/profile.hpp"
+
+namespace mox::host {
+
+// Semaphores and queues of this process: whatever is still there is removed with this object.
+class LayerHold {
+public:
+    LayerHold() = default;
+    ~LayerHold();
+    LayerHold(const LayerHold&) = delete;
+    LayerHold& operator=(const LayerHold&) = delete;
+};
+
+class Owner {
+public:
+    // Makes pool and model, reads the hardware once and opens the socket. Throws a StartError.
+    Owner(Profile profile, const std::string& run_dir, const std::string& name);
+    ~Owner();
+    Owner(const Owner&) = delete;
+    Owner& operator=(const Owner&) = delete;
+
+    // Refreshes and serves until the loop, of the default main context, is told to quit.
+    void run(GMainLoop* loop);
+
+    // The line that tells scripts that modules may join.
+    std::string ready_line() const;
+
+private:
+    void start_model(const std::string& name);
+
+    Profile profile_;
+    RunDir run_dir_;
+    OwnPool pool_;
+    LayerHold layer_;
+    ModelIndex model_;
+    ListenerLists lists_;
+    ModuleRegistry registry_;
+    OwnerMethods methods_;
+    std::unique_ptr<TransportServer> transport_;
+};
+
+}  // namespace mox::host
+
+#endif

@@ -1,0 +1,57 @@
+// What the owner does for each call of a module.
+#ifndef MOXHOST_OWNER_OWNER_METHODS_HPP
+#define MOXHOST_OWNER_OWNER_METHODS_HPP
+
+#include <gio/gio.h>
+
+#include <functional>
+#include <string>
+
+#include "model/model_index.hpp"
+#include "owner/listener_lists.hpp"
+#include "owner/module_registry.hpp"
+
+namespace mox::host {
+
+// One connection; module is null before Join and after Leave.
+struct Session {
+    const JoinedModule* module = nullptr;
+};
+
+struct PoolIdentity {
+    gint32 id;
+    guint64 bytes;
+};
+
+// For the thread of the main loop only.
+class OwnerMethods {
+public:
+    // The references outlive this object. refresh: reads all hardware once.
+    OwnerMethods(const ModelIndex& model, ListenerLists& lists, ModuleRegistry& registry,
+                 PoolIdentity pool, std::function<void()> refresh);
+
+    // Answers one call; takes the invocation over. arguments: of the method's signature.
+    void answer(Session& session, const std::string& method, GVariant* arguments,
+                GDBusMethodInvocation* invocation);
+
+    // Ends a session whose connection is gone.
+    void end(Session& session);
+
+private:
+    GVariant* dispatch(Session& session, const std::string& method, GVariant* arguments);
+    GVariant* join(Session& session, GVariant* arguments);
+    GVariant* copy_object(const Session& session, GVariant* arguments) const;
+    GVariant* list_objects(GVariant* arguments) const;
+    GVariant* listen(const Session& session, GVariant* arguments);
+    GVariant* remote_get(GVariant* arguments) const;
+
+    const ModelIndex& model_;
+    ListenerLists& lists_;
+    ModuleRegistry& registry_;
+    PoolIdentity pool_;
+    std::function<void()> refresh_;
+};
+
+}  // namespace mox::host
+
+#endif

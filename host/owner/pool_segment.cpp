@@ -1,0 +1,128 @@
+// The system notes who made a segment and when, but by process id: a creator that started after the
+// segment was made is another process under that id. Setting the clock can make the true owner look
+// younger, so one that has the segment mapped counts as alive, too.
+#include "owner/pool_segment.hpp"
+
+#include <shmem.h>
+#include <sys/ipc.h>
+#include <sys/shm.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <optional>
+#include <string>
+#include <system_error>
+
+#include "owner/process_age.hpp"
+#include "owner/start_error.hpp"
+
+namespace mox::host {
+namespace {
+
+// Both times are cut to whole seconds.
+constexpr std::int64_t rounding_s = 1;
+
+struct Segment {
+    int id;
+    shmid_ds status;
+};
+
+std::optional<Segment> look_up() {
+    Segment segment = {shmget(SHM_POOL_KEY, 0, 0), {}};
+    if (segment.id < 0 || shmctl(segment.id, IPC_STAT, &segment.status) != 0) {
+        return std::nullopt;
+    }
+    return segment;
+}
+
+bool is_alive(const Segment& segment) {
+    const pid_t creator = segment.status.shm_cpid;
+    const std::optional<std::int64_t> started = start_time_of(creator);
+    return started && (*started <= std::int64_t{segment.status.shm_ctime} + rounding_s ||
+                       has_segment_mapped(creator, segment.id));
+}
+
+std::string error_text(int error) {
+    return std::generic_category().message(error);
+}
+
+// True when the segment is gone afterwards.
+bool remove_segment(int id) {
+    return shmctl(id, IPC_RMID, nullptr) == 0 || errno == EINVAL || errno == EIDRM;
+}
+
+}  // namespace
+
+FoundPool find_pool() {
+    const std::optional<Segment> segment = look_up();
+    if (!segment) {
+        return {};
+    }
+    return {is_alive(*segment) ? PoolState::owned : PoolState::stale, segment->id,
+            segment->status.shm_cpid};
+}
+
+void remove_stale_pool(const FoundPool& pool) {
+    if (!remove_segment(pool.id)) {
+        throw StartError{"the stale pool segment " + std::to_string(pool.id) +
+                         " of the dead process " + std::to_string(pool.owner) +
+                         " cannot be removed: " + error_text(errno)};
+    }
+}
+
+OwnPool::OwnPool() {
+    shm_owned_shmem();
+    const gint32 result = shm_create();
+    const std::optional<Segment> segment = look_up();
+    const bool is_ours = segment && segment->status.shm_cpid == getpid();
+    if (result != 0) {
+        if (is_ours) {
+            remove_segment(segment->id);
+            throw StartError{
+                "the pool cannot be mapped at its fixed address 0x90000000 (see the "
+                "log line above)"};
+        }
+        throw StartError{"the pool segment cannot be made (see the log line above)"};
+    }
+    if (!is_ours) {
+        throw StartError{"the pool segment was removed by somebody right after it was made"};
+    }
+    id_ = segment->id;
+    bytes_ = segment->status.shm_segsz;
+}
+
+OwnPool::~OwnPool() {
+    if (!remove_segment(id_)) {
+        std::fprintf(stderr, "moxd: the pool segment %d cannot be removed: %s\n", id_,
+                     error_text(errno).c_str());
+    }
+}
+
+PoolUsage pool_usage() {
+    // The report is the one public view on the allocator's figures.
+    char* text = nullptr;
+    std::size_t length = 0;
+    FILE* const stream = open_memstream(&text, &length);
+    if (stream == nullptr) {
+        return {};
+    }
+    shm_dump(stream);
+    std::fclose(stream);
+    PoolUsage usage;
+    const std::string report = text;
+    std::free(text);
+    const auto number_behind = [&report](const char* label) -> std::uint32_t {
+        const std::size_t at = report.find(label);
+        return at == std::string::npos
+                   ? 0
+                   : static_cast<std::uint32_t>(std::strtol(
+                         report.c_str() + at + std::char_traits<char>::length(label), nullptr, 10));
+    };
+    usage.total = number_behind("total :");
+    usage.used = number_behind("used  :");
+    return usage;
+}
+
+}  // namespace mox::host

@@ -1,0 +1,58 @@
+// The pool's segment in the system: finding one that is there already, and making and removing the
+// owner's own.
+#ifndef MOXHOST_OWNER_POOL_SEGMENT_HPP
+#define MOXHOST_OWNER_POOL_SEGMENT_HPP
+
+#include <sys/types.h>
+
+#include <cstdint>
+
+namespace mox::host {
+
+enum class PoolState {
+    none,
+    stale,  // its owner is gone
+    owned   // its owner lives
+};
+
+struct FoundPool {
+    PoolState state = PoolState::none;
+    int id = -1;
+    pid_t owner = 0;
+};
+
+// Looks for a segment under the pool's key and judges its creator.
+FoundPool find_pool();
+
+// Removes a stale segment; processes that still have it mapped keep the memory. Throws a StartError
+// when the system refuses.
+void remove_stale_pool(const FoundPool& pool);
+
+// This process's pool: made by the constructor, removed by the destructor. Marks the process as the
+// pool's owner.
+class OwnPool {
+public:
+    // Throws a StartError when it cannot be made or mapped at its address.
+    OwnPool();
+    ~OwnPool();
+    OwnPool(const OwnPool&) = delete;
+    OwnPool& operator=(const OwnPool&) = delete;
+
+    int id() const { return id_; }
+    std::uint64_t bytes() const { return bytes_; }
+
+private:
+    int id_ = -1;
+    std::uint64_t bytes_ = 0;
+};
+
+// Total and used bytes, as the allocator in the pool reports them; zeros without a pool.
+struct PoolUsage {
+    std::uint32_t total = 0;
+    std::uint32_t used = 0;
+};
+PoolUsage pool_usage();
+
+}  // namespace mox::host
+
+#endif

@@ -1,0 +1,54 @@
+// The owner's socket and its connections.
+#ifndef MOXHOST_OWNER_TRANSPORT_SERVER_HPP
+#define MOXHOST_OWNER_TRANSPORT_SERVER_HPP
+
+#include <gio/gio.h>
+
+#include <map>
+#include <string>
+
+#include "owner/owner_methods.hpp"
+
+namespace mox::host {
+
+// Serves in the thread-default main context of the thread that makes it; the socket is removed with
+// it.
+class TransportServer {
+public:
+    // run_dir: held by this process, so a socket found there is a dead owner's. methods: outlives
+    // the server. Throws a StartError when the socket cannot be made.
+    TransportServer(const std::string& run_dir, OwnerMethods& methods);
+    ~TransportServer();
+    TransportServer(const TransportServer&) = delete;
+    TransportServer& operator=(const TransportServer&) = delete;
+
+    const std::string& socket_path() const { return socket_path_; }
+
+private:
+    struct Client {
+        TransportServer* server;
+        Session session;
+        guint registration = 0;
+        gulong closed_handler = 0;
+    };
+
+    static gboolean on_new_connection(GDBusServer* server, GDBusConnection* connection,
+                                      gpointer self);
+    static void on_closed(GDBusConnection* connection, gboolean by_peer, GError* error,
+                          gpointer self);
+    static void on_call(GDBusConnection* connection, const gchar* sender, const gchar* object_path,
+                        const gchar* interface_name, const gchar* method, GVariant* arguments,
+                        GDBusMethodInvocation* invocation, gpointer self);
+
+    bool admit(GDBusConnection* connection);
+    void drop(GDBusConnection* connection);
+
+    std::string socket_path_;
+    OwnerMethods& methods_;
+    GDBusServer* server_ = nullptr;
+    std::map<GDBusConnection*, Client> clients_;
+};
+
+}  // namespace mox::host
+
+#endif

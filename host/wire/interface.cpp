@@ -1,0 +1,66 @@
+// Join must come first on a connection; a connection is one module. A status is 0 or a code of the
+// object store.
+#include "wire/interface.hpp"
+
+namespace mox::host::wire {
+namespace {
+
+constexpr const char* introspection = R"(
+<node>
+  <interface name='mox.Owner1'>
+    <method name='Join'>
+      <arg name='module_name' type='s' direction='in'/>
+      <arg name='module_type' type='i' direction='in'/>
+      <arg name='pid' type='i' direction='in'/>
+      <arg name='word_bits' type='u' direction='in'/>
+      <arg name='record_layout' type='s' direction='in'/>
+      <arg name='bitmap_id' type='i' direction='out'/>
+      <arg name='queue_id' type='i' direction='out'/>
+      <arg name='class_base' type='t' direction='out'/>
+      <arg name='read_stamps' type='t' direction='out'/>
+      <arg name='pool_id' type='i' direction='out'/>
+      <arg name='pool_bytes' type='t' direction='out'/>
+    </method>
+    <method name='Leave'/>
+    <method name='CopyObject'>
+      <arg name='object_name' type='s' direction='in'/>
+      <arg name='status' type='i' direction='out'/>
+      <arg name='record' type='ay' direction='out'/>
+    </method>
+    <method name='ListObjects'>
+      <arg name='class_name' type='s' direction='in'/>
+      <arg name='object_names' type='as' direction='out'/>
+    </method>
+    <method name='Listen'>
+      <arg name='class_name' type='s' direction='in'/>
+      <arg name='property_name' type='s' direction='in'/>
+    </method>
+    <method name='Refresh'/>
+    <method name='RemoteGet'>
+      <arg name='object_name' type='s' direction='in'/>
+      <arg name='property_name' type='s' direction='in'/>
+      <arg name='offset' type='i' direction='in'/>
+      <arg name='length' type='u' direction='in'/>
+      <arg name='status' type='i' direction='out'/>
+      <arg name='data' type='ay' direction='out'/>
+    </method>
+    <method name='EventsSent'>
+      <arg name='count' type='t' direction='out'/>
+    </method>
+    <method name='PoolUsage'>
+      <arg name='total' type='u' direction='out'/>
+      <arg name='used' type='u' direction='out'/>
+    </method>
+  </interface>
+</node>
+)";
+
+}  // namespace
+
+GDBusInterfaceInfo* interface_info() {
+    // Kept for the process's life: registrations refer to it.
+    static GDBusNodeInfo* const node = g_dbus_node_info_new_for_xml(introspection, nullptr);
+    return g_dbus_node_info_lookup_interface(node, interface_name);
+}
+
+}  // namespace mox::host::wire

@@ -1,0 +1,36 @@
+// What owner and modules say to each other over the run directory's socket: D-Bus messages between
+// two peers, without a bus. Both sides are built from this file; "Join" compares what else must be
+// equal.
+#ifndef MOXHOST_WIRE_INTERFACE_HPP
+#define MOXHOST_WIRE_INTERFACE_HPP
+
+#include <gio/gio.h>
+
+namespace mox::host::wire {
+
+inline constexpr const char* object_path = "/mox/owner";
+inline constexpr const char* interface_name = "mox.Owner1";
+
+// Names of the errors that refuse a call; their messages say what, why and what to do.
+inline constexpr const char* error_refused = "mox.Owner1.Error.Refused";
+inline constexpr const char* error_mismatch = "mox.Owner1.Error.Mismatch";
+inline constexpr const char* error_not_found = "mox.Owner1.Error.NotFound";
+inline constexpr const char* error_bad_argument = "mox.Owner1.Error.BadArgument";
+
+// Types of the replies, as the interface below gives them.
+inline constexpr const char* join_reply = "(iittit)";
+inline constexpr const char* record_reply = "(iay)";
+inline constexpr const char* names_reply = "(as)";
+inline constexpr const char* count_reply = "(t)";
+inline constexpr const char* usage_reply = "(uu)";
+inline constexpr const char* empty_reply = "()";
+
+// Bytes that one RemoteGet may ask for.
+inline constexpr guint32 max_remote_bytes = 65536;
+
+// The one interface of the owner; valid for ever.
+GDBusInterfaceInfo* interface_info();
+
+}  // namespace mox::host::wire
+
+#endif

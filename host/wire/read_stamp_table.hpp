@@ -1,0 +1,44 @@
+// When each accessor was last read by the owner: a table in the pool that every module may read.
+//
+// The owner makes it before the first module joins and writes nothing but the stamps afterwards, so
+// readers take no lock. The entries are sorted by name, bytewise.
+#ifndef MOXHOST_WIRE_READ_STAMP_TABLE_HPP
+#define MOXHOST_WIRE_READ_STAMP_TABLE_HPP
+
+#include <glib.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+
+namespace mox::host::wire {
+
+struct ReadStamp {
+    gchar accessor[32];
+    alignas(8) std::atomic<gint64> read_ns;  // CLOCK_MONOTONIC; 0 before the first read
+};
+static_assert(std::atomic<gint64>::is_always_lock_free && sizeof(ReadStamp) == 40);
+
+struct ReadStampTable {
+    guint32 count;
+    guint32 reserved;  // keeps the entries aligned
+    ReadStamp* entries() { return reinterpret_cast<ReadStamp*>(this + 1); }
+};
+static_assert(sizeof(ReadStampTable) == 8);
+
+// The accessor's entry, or null.
+inline ReadStamp* find_read_stamp(ReadStampTable* table, const gchar* accessor) {
+    if (table == nullptr) {
+        return nullptr;
+    }
+    ReadStamp* const end = table->entries() + table->count;
+    ReadStamp* const found = std::lower_bound(table->entries(), end, accessor,
+                                              [](const ReadStamp& entry, const gchar* name) {
+                                                  return std::strcmp(entry.accessor, name) < 0;
+                                              });
+    return found != end && std::strcmp(found->accessor, accessor) == 0 ? found : nullptr;
+}
+
+}  // namespace mox::host::wire
+
+#endif

@@ -1,0 +1,20 @@
+// Where owner and modules meet.
+#ifndef MOXHOST_WIRE_RUN_DIRECTORY_HPP
+#define MOXHOST_WIRE_RUN_DIRECTORY_HPP
+
+#include <string>
+
+namespace mox::host::wire {
+
+// The directory that was asked for, or without one $MOX_RUN_DIR, $XDG_RUNTIME_DIR/moxd, /run/moxd:
+// the first that is set. wanted: nullable.
+std::string run_directory(const char* wanted);
+
+std::string socket_path(const std::string& run_directory);
+
+// The socket's D-Bus address; "" when the path is too long for a socket.
+std::string socket_address(const std::string& run_directory);
+
+}  // namespace mox::host::wire
+
+#endif
