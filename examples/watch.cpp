@@ -32,7 +32,10 @@ public:
         if (module_ == nullptr) throw WatchError("cannot join the owner: " + failure.text());
         moxhost_set_lost_func(module_, on_lost, this);
     }
-    ~Watch() { moxhost_leave(module_); }
+    ~Watch() {
+        moxhost_set_message_func(module_, nullptr, nullptr);  // the log may be gone before us
+        moxhost_leave(module_);
+    }
     Watch(const Watch&) = delete;
     Watch& operator=(const Watch&) = delete;
 
@@ -66,9 +69,9 @@ public:
     // Dispatches messages for a time.
     void run_for(unsigned milliseconds) {
         check();
-        const guint timer = g_timeout_add(milliseconds, on_time, this);
+        timer_ = g_timeout_add(milliseconds, on_time, this);
         g_main_loop_run(loop_.get());
-        if (!problem_.empty()) g_source_remove(timer);
+        if (timer_ != 0) g_source_remove(timer_);  // a problem ended the loop
         check();
     }
 
@@ -130,11 +133,14 @@ private:
         static_cast<Watch*>(user_data)->fail("the owner is gone");
     }
     static gboolean on_time(gpointer user_data) {
-        g_main_loop_quit(static_cast<Watch*>(user_data)->loop_.get());
+        auto* watch = static_cast<Watch*>(user_data);
+        watch->timer_ = 0;
+        g_main_loop_quit(watch->loop_.get());
         return G_SOURCE_REMOVE;
     }
 
     LoopPtr loop_{g_main_loop_new(nullptr, FALSE)};
+    guint timer_ = 0;  // of run_for, while it waits
     MoxHostModule* module_ = nullptr;
     ChangeLog* log_ = nullptr;
     std::string problem_;

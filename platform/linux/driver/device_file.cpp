@@ -77,10 +77,11 @@ ssize_t read_some(int file, bool may_wait, void* out, std::size_t length, std::i
     return got;
 }
 
-// True when there is not even a first byte: the file is there, its content is not.
+// True when there is not even a first byte: the file is there, its content is not. A device that
+// has nothing to read is not asked a second time.
 bool is_empty(const OpenFile& file) {
     char byte = 0;
-    return ::pread(file.descriptor(), &byte, 1, 0) == 0;
+    return file.may_wait() || ::pread(file.descriptor(), &byte, 1, 0) == 0;
 }
 
 // One write of the whole; 0 or a driver code.

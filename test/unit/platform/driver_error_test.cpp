@@ -193,6 +193,12 @@ TEST_F(NotReady, ADeviceWithoutInputIsNotReadyAndDoesNotBlock) {
     EXPECT_EQ(read_code(), DRIVER_ERR_NOT_READY);
 }
 
+TEST_F(NotReady, ADeviceAtItsEndIsNotReady) {
+    register_chip("C", "/dev/null");
+    register_accessor("A", "C", {text("Kind", "raw"), text("Type", "u")});
+    EXPECT_EQ(read_code(), DRIVER_ERR_NOT_READY);
+}
+
 TEST_F(NotReady, ADeviceWithInputDeliversIt) {
     const Terminal terminal;
     // The input goes when the last descriptor of the terminal's own side is closed.

@@ -124,8 +124,9 @@ TEST_F(PhysicalObjects, FollowAChangeBackAndForth) {
 }
 
 TEST_F(PhysicalObjects, LoseAPropertyThatIsNoLongerGiven) {
+    // The first property stands last in the list, where only the list's end tells that it is gone.
     register_on_content("16\n",
-                        {text("Kind", "attribute"), text("Type", "u"), text("Format", "hex")});
+                        {text("Format", "hex"), text("Kind", "attribute"), text("Type", "u")});
     ASSERT_EQ(read_whole<guint32>("A"), value_of<guint32>(22));
     register_accessor("A", "C", {text("Kind", "attribute"), text("Type", "u")});
     EXPECT_EQ(read_whole<guint32>("A"), value_of<guint32>(16));

@@ -129,8 +129,8 @@ TEST_F(AttributeWrite, WritesEveryType) {
 
 TEST_F(AttributeWrite, DividesByTheScale) {
     register_attribute("d", {real("Scale", 0.001)});
-    ASSERT_EQ(write_whole<double>(45.7), DRIVER_OK);
-    EXPECT_EQ(file_content("value"), "45700\n");
+    ASSERT_EQ(write_whole<double>(0.7), DRIVER_OK);
+    EXPECT_EQ(file_content("value"), "700\n");
     register_attribute("u", {real("Scale", 100)});
     ASSERT_EQ(write_whole<guint32>(52), DRIVER_OK);
     EXPECT_EQ(file_content("value"), "0.52\n");
