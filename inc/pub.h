@@ -110,7 +110,7 @@ MOX_API GSList* pub_slist_varaint_to_rpc(GSList* variant_list);
 MOX_API GSList* pub_slist_vartype_to_rpc(GSList* variant_type_list);
 
 /* Makes a value from each record, in the records' order; records of size 0 or without a valid type
- * are skipped. Returns a new list of values with one reference each; the caller frees it with
+ * are skipped. Returns a new list of new floating values; the caller frees it with
  * g_slist_free_full(list, (GDestroyNotify)g_variant_unref). The spelling of the name is
  * established. */
 MOX_API GSList* pub_slist_rpc_to_varaint(GSList* rpc_list);

@@ -19,8 +19,8 @@ typedef void (*PropertyForeachFunc)(OBJ_HANDLE obj_handle, const gchar* property
                                     GVariant* property_value, gpointer user_data);
 
 /* Reads a property as a typed value.
- * is_volatile: FALSE reads the stored value, TRUE the live one. property_value: receives the value
- * with one reference, freed by the caller with g_variant_unref; untouched on failure. is_remote:
+ * is_volatile: FALSE reads the stored value, TRUE the live one. property_value: receives a new
+ * floating value, freed by the caller with g_variant_unref; untouched on failure. is_remote:
  * TRUE has the owner read the hardware. Returns 0; MOX_ERR_BAD_ARGUMENT for handle 0 or null
  * arguments; MOX_ERR_OBJECT_NOT_FOUND (also a reference's target); MOX_ERR_PROPERTY_NOT_FOUND;
  * MOX_ERR_INTERNAL; MOX_ERR_SEMAPHORE; MOX_ERR_TYPE_NOT_SUPPORTED when no value can be built. */

@@ -1,6 +1,7 @@
 // The chain of shared class records in the pool. The owner builds and links it while it loads the
 // profile; from then on every process reads it without a lock.
 #include <pub.h>
+#include <shmem.h>
 
 #include "base/published.hpp"
 #include "classnode/class_table.hpp"
@@ -13,6 +14,23 @@ SHARE_CLASS_DATA_S* next_record(const SHARE_CLASS_DATA_S* record) {
 
 // Guards a walk against links that lead back into the chain: a chain holds fewer records than this.
 constexpr guint kMostRecords = 1U << 20;
+
+// Makes this process's node of a shared record. The node comes into the table whole, so a thread
+// that finds it there finds the record too; of several threads that attach one class, one node
+// stays.
+CLS_HANDLE attach_class(const gchar* class_name, SHARE_CLASS_DATA_S* record) {
+    CLS_HANDLE node = g_new0(MODULE_CLASS_NODE_S, 1);
+    node->share = record;
+    if (shm_is_owner()) {
+        node->priv = g_new0(PRIVATE_CLASS_DATA_S, 1);
+    }
+    CLS_HANDLE attached = insert_class(class_name, node);
+    if (attached != node) {
+        g_free(node->priv);
+        g_free(node);
+    }
+    return attached;
+}
 
 }  // namespace
 
@@ -44,11 +62,7 @@ CLS_HANDLE _add_new_class(const gchar* class_name) {
     for (auto* record = static_cast<SHARE_CLASS_DATA_S*>(cls_get_share_base());
          record != nullptr && seen < kMostRecords; record = next_record(record), ++seen) {
         if (g_strcmp0(class_name, record->class_name) == 0) {
-            CLS_HANDLE node = cls_create_class(class_name);
-            if (node != nullptr) {
-                mox::publish(node->share, record);
-            }
-            return node;
+            return attach_class(class_name, record);
         }
     }
     return nullptr;

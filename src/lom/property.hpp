@@ -49,7 +49,7 @@ gint32 write_back(OBJECT_HEAD_S& object, SERIALISED_PROPERTY_S& property, const 
                   const TLV_S (&inputs)[kExpressionInputs], bool inputs_changed);
 
 // Wraps a type and bytes into a value that owns the bytes (freed with g_free, also on failure).
-// Returns a full reference, or null for a type string that names no type.
+// Returns a floating value, or null for a type string that names no type.
 GVariant* value_of_bytes(const gchar* type, gpointer data, gsize size);
 
 // A value over a property's bytes in place, without a copy: for the moment only. Returns a floating

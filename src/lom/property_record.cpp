@@ -35,7 +35,7 @@ GVariant* value_of_bytes(const gchar* type, gpointer data, gsize size) {
         g_free(data);
         return nullptr;
     }
-    return g_variant_ref_sink(g_variant_new_from_data(parsed, data, size, TRUE, g_free, data));
+    return g_variant_new_from_data(parsed, data, size, TRUE, g_free, data);
 }
 
 GVariant* value_in_place(const gchar* type, gconstpointer data, gsize size) {

@@ -20,8 +20,11 @@ namespace {
 // Reads a property live; null when it cannot be read.
 mox::VariantPtr read_live(OBJ_HANDLE obj_handle, const gchar* property_name) {
     GVariant* value = nullptr;
-    lom_get_property_value(obj_handle, property_name, TRUE, &value, FALSE);
-    return mox::VariantPtr(value);
+    if (lom_get_property_value(obj_handle, property_name, TRUE, &value, FALSE) != MOX_OK) {
+        return nullptr;
+    }
+    // Sunk: a handler that puts the value into a container must not become its only holder.
+    return mox::VariantPtr(g_variant_ref_sink(value));
 }
 
 void _hash_foreach_property(gpointer key, gpointer value, gpointer user_data) {

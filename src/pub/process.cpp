@@ -2,12 +2,18 @@
 #include <pub.h>
 #include <signal.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
 gint32 pub_get_env_value(const gchar* variable) {
     const gchar* text = variable == nullptr ? nullptr : g_getenv(variable);
-    return text == nullptr ? -1 : static_cast<gint32>(std::strtol(text, nullptr, 10));
+    if (text == nullptr) {
+        return -1;
+    }
+    // A number beyond the result's range stays out of every range that callers ask for.
+    const gint64 number = std::strtoll(text, nullptr, 10);
+    return static_cast<gint32>(std::clamp<gint64>(number, G_MININT32, G_MAXINT32));
 }
 
 const gchar* pub_get_file_name(const gchar* path_name) {

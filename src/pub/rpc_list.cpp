@@ -2,6 +2,7 @@
 // record: its offsets are the same on every word size.
 #include <pub.h>
 
+#include <algorithm>
 #include <cstddef>
 
 #include "base/bounded_copy.hpp"
@@ -13,7 +14,10 @@ static_assert(offsetof(RPC_DATA_S, data) == PUB_RPC_HEAD_SIZE);
 namespace {
 
 RPC_DATA_S* new_record(guint32 size) {
-    auto* record = static_cast<RPC_DATA_S*>(g_malloc0(gsize{size} + PUB_RPC_HEAD_SIZE));
+    // A sum that wraps asks for size bytes instead, which no 32-bit process has: exhaustion, not a
+    // short block.
+    const gsize total = std::max<gsize>(gsize{size} + PUB_RPC_HEAD_SIZE, size);
+    auto* record = static_cast<RPC_DATA_S*>(g_malloc0(total));
     record->size = size;
     return record;
 }
@@ -59,8 +63,8 @@ gpointer value_of_record(gpointer item) {
         return nullptr;
     }
     gpointer copy = g_memdup2(record->data, record->size);
-    return g_variant_ref_sink(g_variant_new_from_data(g_variant_type_checked_(type), copy,
-                                                      record->size, TRUE, g_free, copy));
+    return g_variant_new_from_data(g_variant_type_checked_(type), copy, record->size, TRUE, g_free,
+                                   copy);
 }
 
 gpointer data_of_record(gpointer item) {

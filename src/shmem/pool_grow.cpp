@@ -25,10 +25,10 @@ gpointer shm_add_mblock(gint32 size) {
     if (size == 0) {
         return to_pointer(sbrk_top);
     }
-    const guint32 grown = sbrk_top + static_cast<guint32>(size);
+    const guint64 grown = guint64{sbrk_top} + static_cast<guint32>(size);
     if (g_dlmalloc_top > grown) {
         const guint32 old_top = sbrk_top;
-        sbrk_top = grown;
+        sbrk_top = static_cast<guint32>(grown);
         return to_pointer(old_top);
     }
     gpointer block = shm_alloc_new_block(key_id++, kGrowBlockSize, to_pointer(g_dlmalloc_top));
