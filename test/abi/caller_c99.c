@@ -1,0 +1,15 @@
+/* A C99 program that knows nothing but the public headers. */
+#include <classnode.h>
+#include <ipcmsg.h>
+#include <lom.h>
+#include <moxlib/moxbase.h>
+#include <moxplat/osal.h>
+#include <pub.h>
+#include <shmem.h>
+
+#include "exported_calls.h"
+#include "namespace_for_c.h"
+
+int main(void) {
+    return mox_test_enter_ipc_namespace() && call_every_function() == 0 ? 0 : 1;
+}
