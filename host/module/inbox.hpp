@@ -35,7 +35,7 @@ public:
 private:
     struct State;
     static void read(const std::shared_ptr<State>& state);
-    static gboolean deliver(gint wake_up, GIOCondition condition, gpointer state);
+    static gboolean deliver(gint wake_up, GIOCondition condition, gpointer data);
     void attach();
     void detach();
 

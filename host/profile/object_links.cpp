@@ -36,12 +36,17 @@ const PropertyValue* find_property(const ObjectDef& object, const std::string& n
     return nullptr;
 }
 
+// A string is stored with its terminator.
+std::string text_in(const PropertyValue& property) {
+    return property.bytes.substr(0, property.bytes.size() - 1);
+}
+
 // The text of a string property; empty when there is no such property or it is of another type.
 std::string text_of(const ObjectDef& object, const std::string& name) {
     const PropertyValue* const property = find_property(object, name);
     const bool is_text =
         property != nullptr && property->type == "s" && property->kind == PropertyKind::value;
-    return is_text ? property->bytes.c_str() : "";
+    return is_text ? text_in(*property) : std::string();
 }
 
 class LinkCheck {
@@ -202,7 +207,7 @@ private:
 
     // Where a reference property leads; nothing for an empty one. Throws when it leads nowhere.
     std::optional<Target> target_of(const ObjectDef& object, const PropertyValue& property) const {
-        const std::string text = property.bytes.c_str();
+        const std::string text = text_in(property);
         if (text.empty()) {
             return std::nullopt;
         }

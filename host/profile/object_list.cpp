@@ -23,7 +23,7 @@ void check_object_name(const std::string& name, const std::string& place) {
 }
 
 std::string read_mode(const Members& members, bool has_accessor) {
-    const std::string mode = members.text("mode", has_accessor ? "r" : "r-");
+    std::string mode = members.text("mode", has_accessor ? "r" : "r-");
     if (mode != "r" && mode != "w" && mode != "rw" && mode != "r-") {
         members.fail("\"mode\" is " + quoted(mode) + R"(; known are "r", "w", "rw" and "r-")");
     }
