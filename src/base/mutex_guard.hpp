@@ -1,5 +1,5 @@
-// Scope guards of GLib's mutexes. GMutex is built on a futex that the thread sanitizer cannot see,
-// so its builds are told of each take and release; GRecMutex needs no help.
+// Scope guards of GLib's mutexes. What GLib builds them from is not instrumented, so builds for the
+// thread sanitizer are told of each take and release.
 #ifndef MOX_BASE_MUTEX_GUARD_HPP
 #define MOX_BASE_MUTEX_GUARD_HPP
 
@@ -10,18 +10,26 @@
 
 namespace mox {
 
+inline void note_taken([[maybe_unused]] void* mutex) {
+#ifdef MOX_TSAN
+    __tsan_acquire(mutex);
+#endif
+}
+
+inline void note_release([[maybe_unused]] void* mutex) {
+#ifdef MOX_TSAN
+    __tsan_release(mutex);
+#endif
+}
+
 class MutexGuard {
 public:
     explicit MutexGuard(GMutex& mutex) : mutex_(mutex) {
         g_mutex_lock(&mutex_);
-#ifdef MOX_TSAN
-        __tsan_acquire(&mutex_);
-#endif
+        note_taken(&mutex_);
     }
     ~MutexGuard() {
-#ifdef MOX_TSAN
-        __tsan_release(&mutex_);
-#endif
+        note_release(&mutex_);
         g_mutex_unlock(&mutex_);
     }
     MutexGuard(const MutexGuard&) = delete;
@@ -33,15 +41,19 @@ private:
 
 class RecursiveGuard {
 public:
-    explicit RecursiveGuard(GRecMutex& mutex) : mutex_(mutex) { g_rec_mutex_lock(&mutex_); }
+    explicit RecursiveGuard(GRecMutex& mutex) : mutex_(mutex) {
+        g_rec_mutex_lock(&mutex_);
+        note_taken(&mutex_);
+    }
     ~RecursiveGuard() {
         if (held_) {
-            g_rec_mutex_unlock(&mutex_);
+            unlock();
         }
     }
     // Releases before scope end.
     void unlock() {
         held_ = false;
+        note_release(&mutex_);
         g_rec_mutex_unlock(&mutex_);
     }
     RecursiveGuard(const RecursiveGuard&) = delete;

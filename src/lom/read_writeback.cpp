@@ -23,9 +23,10 @@ constexpr const gchar* kCacheNames[kExpressionInputs] = {"Xcache", "Ycache", "Zc
 // semaphore held; the property's size stays as it is.
 GVariant* store_if_new(SERIALISED_PROPERTY_S& property, const TLV_S& fresh) {
     const gsize size = property.size;
+    // Bytes beyond the property's room were never stored, so they cannot tell the values apart.
     const gsize comparable = std::min({size, gsize{fresh.size}, property.capacity});
     if (fresh.data == nullptr || property.data == nullptr ||
-        (comparable == size && std::memcmp(fresh.data, property.data, size) == 0)) {
+        (fresh.size >= size && std::memcmp(fresh.data, property.data, comparable) == 0)) {
         return nullptr;
     }
     MOX_LOG_COPY(MOX_COPY_FAILED_TRAILING_BLANK, "lom",

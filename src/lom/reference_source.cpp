@@ -20,11 +20,14 @@ struct Target {
     bool has_property = false;
 };
 
-void copy_piece(gchar (&piece)[kPieceLength], const gchar* text, gsize length) {
-    if (length < kPieceLength) {
-        std::memcpy(piece, text, length);
-        piece[length] = '\0';
+// Returns whether the piece fitted.
+bool copy_piece(gchar (&piece)[kPieceLength], const gchar* text, gsize length) {
+    if (length >= kPieceLength) {
+        return false;
     }
+    std::memcpy(piece, text, length);
+    piece[length] = '\0';
+    return true;
 }
 
 // False when there is no text to split.
@@ -37,10 +40,8 @@ bool split(const SERIALISED_PROPERTY_S& property, Target& target) {
     const auto* dot = static_cast<const gchar*>(std::memchr(text, '.', length));
     const gsize object_length = dot == nullptr ? length : static_cast<gsize>(dot - text);
     copy_piece(target.object_name, text, object_length);
-    target.has_property = dot != nullptr;
-    if (target.has_property) {
-        copy_piece(target.property_name, dot + 1, length - object_length - 1);
-    }
+    target.has_property =
+        dot != nullptr && copy_piece(target.property_name, dot + 1, length - object_length - 1);
     return true;
 }
 

@@ -14,20 +14,75 @@
 
 namespace {
 
-// Records that were replaced in the table while somebody held them; their last holder frees them.
-// Guarded by g_obj_hash_mutex; null until it happens.
+// Two kinds of records whose end does not lie with the table alone. A leaf lock of their own guards
+// both sets, because records are freed under different locks; the sets are null until they are
+// needed.
+G_LOCK_DEFINE_STATIC(unusual_ends);
+// Replaced in the table while somebody held them: their last holder frees them.
 GHashTable* g_replaced_records = nullptr;
+// In the table, but their last reference was an object that referred to them: nobody is on the way
+// to take them out, so they stay, unfindable, until they are replaced.
+GHashTable* g_left_in_table = nullptr;
+
+void add_to(GHashTable*& set, OBJECT_HEAD_S* object) {
+    if (set == nullptr) {
+        set = g_hash_table_new(g_direct_hash, g_direct_equal);
+    }
+    g_hash_table_add(set, object);
+}
+
+bool take_from(GHashTable* set, OBJECT_HEAD_S* object) {
+    return set != nullptr && g_hash_table_remove(set, object);
+}
+
+bool take_replaced(OBJECT_HEAD_S* object) {
+    const mox::MutexGuard guard(G_LOCK_NAME(unusual_ends));
+    return take_from(g_replaced_records, object);
+}
 
 // Takes a record whose references are gone out of the table that has it. Another record of its name
 // is left alone.
 void remove_unreferenced(OBJECT_HEAD_S* object) {
     const mox::RecursiveGuard guard(g_obj_hash_mutex);
-    if (g_local_object_hashtable != nullptr && object->object_name != nullptr &&
-        g_hash_table_lookup(g_local_object_hashtable, object->object_name) == object) {
-        g_hash_table_remove(g_local_object_hashtable, object->object_name);
-    } else if (g_replaced_records != nullptr && g_hash_table_remove(g_replaced_records, object)) {
+    if (take_replaced(object)) {
         _free_object_head(object);
+    } else if (g_local_object_hashtable != nullptr && object->object_name != nullptr &&
+               g_hash_table_lookup(g_local_object_hashtable, object->object_name) == object) {
+        g_hash_table_remove(g_local_object_hashtable, object->object_name);
     }
+}
+
+// Drops the reference that a referring object held, which does not take the record out of the
+// table.
+void drop_refered(OBJECT_HEAD_S* refered) {
+    bool is_ended = false;
+    {
+        const mox::MutexGuard guard(G_LOCK_NAME(unusual_ends));
+        if (g_atomic_int_add(&refered->ref_count, -1) != 1) {
+            return;
+        }
+        is_ended = take_from(g_replaced_records, refered);
+        if (!is_ended) {
+            add_to(g_left_in_table, refered);
+        }
+    }
+    if (is_ended) {
+        _free_object_head(refered);
+    }
+}
+
+// Lets a record go that has just been replaced. Returns whether nobody is left to free it.
+bool let_go(OBJECT_HEAD_S* object) {
+    const mox::MutexGuard guard(G_LOCK_NAME(unusual_ends));
+    const gint count = g_atomic_int_get(&object->ref_count);
+    if (count == 1 || (count < 1 && take_from(g_left_in_table, object))) {
+        return true;
+    }
+    add_to(g_replaced_records, object);
+    // The table's own reference goes. Whoever drops the last one, here or in a thread that already
+    // waits for the table's mutex, frees the record.
+    return count > 1 && g_atomic_int_add(&object->ref_count, -1) == 1 &&
+           take_from(g_replaced_records, object);
 }
 
 // The pool side of a record's end, in the owner.
@@ -35,11 +90,11 @@ void free_owner_side(OBJECT_HEAD_S* object) {
     shm_free(object->ref_bitmap);
     object->ref_bitmap = nullptr;
     if (object->refered_object != nullptr) {
-        g_atomic_int_add(&object->refered_object->ref_count, -1);
+        drop_refered(object->refered_object);
         object->refered_object = nullptr;
-        return;
+    } else {
+        _free_object_resource(object);
     }
-    _free_object_resource(object);
     shm_free(object->mutex_obj_name);
     object->mutex_obj_name = nullptr;
 }
@@ -62,6 +117,10 @@ void _free_object_head(gpointer object_head) {
     }
     pub_debug_print(MX_DBG_DETAIL, "::::free object head %p %s, refcnt=%d.::::\n", object_head,
                     object->object_name, g_atomic_int_get(&object->ref_count));
+    {
+        const mox::MutexGuard guard(G_LOCK_NAME(unusual_ends));
+        take_from(g_left_in_table, object);
+    }
     lom_clear_reference_bitmap(object->ref_bitmap, g_bitmap_id);
     if (shm_is_owner()) {
         free_owner_side(object);
@@ -113,17 +172,9 @@ void _free_object_namelist(CLASS_OBJECT_LIST_S* list) {
 namespace mox {
 
 void retire_replaced(OBJECT_HEAD_S* object_head) {
-    if (g_atomic_int_get(&object_head->ref_count) > 1) {
-        if (g_replaced_records == nullptr) {
-            g_replaced_records = g_hash_table_new(g_direct_hash, g_direct_equal);
-        }
-        g_hash_table_add(g_replaced_records, object_head);
-        if (g_atomic_int_add(&object_head->ref_count, -1) > 1) {
-            return;
-        }
-        g_hash_table_remove(g_replaced_records, object_head);
+    if (let_go(object_head)) {
+        _free_object_head(object_head);
     }
-    _free_object_head(object_head);
 }
 
 }  // namespace mox
