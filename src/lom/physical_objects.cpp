@@ -1,5 +1,6 @@
-// The lists of named values by which the driver library learns of physical objects. Values stand in
-// place, over the pool's bytes: the library copies what it keeps.
+// The lists of named values by which the driver library learns of physical objects. Stored bytes
+// are copied under the object's semaphore, all of one object at once; references are followed and
+// the driver library is called without it.
 #include <lom/hardware.h>
 #include <lom/property.h>
 #include <moxplat/bounded.h>
@@ -7,11 +8,13 @@
 #include <pub.h>
 
 #include <algorithm>
+#include <vector>
 
 #include "base/glib_ptr.hpp"
 #include "lom/object_ref.hpp"
 #include "lom/property.hpp"
 #include "lom/property_state.hpp"
+#include "lom/semaphore_guard.hpp"
 
 namespace {
 
@@ -35,15 +38,27 @@ void prepend_value(GSList*& list, const gchar* name, GVariant* value) {
     list = g_slist_prepend(list, property);
 }
 
-// A reference is followed to its source; any other property's value is its stored bytes.
-GVariant* value_of(OBJ_HANDLE object, const SERIALISED_PROPERTY_S& property) {
-    if (mox::is_reference(property)) {
-        GVariant* value = nullptr;
-        lom_get_property_value(object, property.name, TRUE, &value, FALSE);
-        return value;
+// The values of an object's properties, in class order; null for references and for bytes that make
+// no value. A thread that holds the semaphore already reads its own bytes.
+std::vector<GVariant*> stored_values(const OBJECT_HEAD_S& object) {
+    std::vector<GVariant*> values;
+    values.reserve(object.property_count);
+    const mox::SemaphoreGuard semaphore(object);
+    for (const SERIALISED_PROPERTY_S* property = object.property_entry; property != nullptr;
+         property = property->next_ptr) {
+        const gsize size = std::min(property->size, property->capacity);
+        values.push_back(
+            mox::is_reference(*property)
+                ? nullptr
+                : mox::value_of_bytes(property->type, g_memdup2(property->data, size), size));
     }
-    return mox::value_in_place(property.type, property.data,
-                               std::min(property.size, property.capacity));
+    return values;
+}
+
+GVariant* followed_value(OBJ_HANDLE object, const SERIALISED_PROPERTY_S& property) {
+    GVariant* value = nullptr;
+    lom_get_property_value(object, property.name, TRUE, &value, FALSE);
+    return value;
 }
 
 // Adds one object's list to the table; logical objects have none. The list begins with the object's
@@ -54,9 +69,12 @@ void add_list(GHashTable* table, const OBJECT_HEAD_S& object) {
     }
     const OBJ_HANDLE handle = lom_name_to_handle(object.object_name);
     GSList* list = nullptr;
+    const std::vector<GVariant*> values = stored_values(object);
+    auto value = values.begin();
     for (const SERIALISED_PROPERTY_S* property = object.property_entry; property != nullptr;
-         property = property->next_ptr) {
-        prepend_value(list, property->name, value_of(handle, *property));
+         property = property->next_ptr, ++value) {
+        prepend_value(list, property->name,
+                      mox::is_reference(*property) ? followed_value(handle, *property) : *value);
     }
     prepend_value(list, "ObjName", g_variant_new_string(object.object_name));
     prepend_value(list, "SemId", g_variant_new_int32(object.semid));

@@ -18,7 +18,8 @@ gint32 _get_property_raw_data(OBJECT_HEAD_S* object_head, const gchar* property_
 gint32 _get_property_memory_data(OBJECT_HEAD_S* object_head, const gchar* property_name,
                                  TLV_S* ptlv);
 
-// Reads the property that a reference names. Returns TRUE; the result is in *retv.
+// Reads the property that a reference names; the record's bytes must be the caller's own.
+// Returns TRUE; the result is in *retv.
 gboolean _get_reference_property_data(SERIALISED_PROPERTY_S* property_node, gboolean is_volatile,
                                       TLV_S* ptlv, gint32* retv, gboolean is_remote);
 
@@ -42,6 +43,10 @@ void copy_stored_value(const SERIALISED_PROPERTY_S& property, TLV_S& tlv);
 // Reads a property whose record was found already.
 gint32 read_property(OBJECT_HEAD_S& object, SERIALISED_PROPERTY_S& property, gboolean is_volatile,
                      TLV_S& tlv, gboolean is_remote);
+
+// Reads the property that an object's reference names.
+gint32 read_reference(const OBJECT_HEAD_S& object, const SERIALISED_PROPERTY_S& property,
+                      gboolean is_volatile, TLV_S& tlv, gboolean is_remote);
 
 // Stores what a live source delivered and announces it when it is new, and refreshes the caches of
 // a formula's inputs. Returns 0, or MOX_ERR_SEMAPHORE when the value could not be written back.

@@ -41,8 +41,7 @@ gint32 read_property(OBJECT_HEAD_S& object, SERIALISED_PROPERTY_S& property, gbo
                      TLV_S& tlv, gboolean is_remote) {
     gint32 result = MOX_OK;
     if (is_reference(property)) {
-        _get_reference_property_data(&property, is_volatile, &tlv, &result, is_remote);
-        return result;
+        return read_reference(object, property, is_volatile, tlv, is_remote);
     }
     if (!is_volatile || has_state(property, kOverride)) {
         return read_memory(object, property, tlv);
