@@ -48,7 +48,7 @@ gboolean _get_hardware_data(OBJECT_HEAD_S* object_head, SERIALISED_PROPERTY_S* p
         return FALSE;
     }
     if (*retv == MOX_OK) {
-        const gsize size = property_node->size;
+        const gsize size = mox::read_published(property_node->size);
         std::memcpy(ptlv->type, property_node->type, PUB_TYPE_LENGTH);
         ptlv->size = static_cast<guint32>(size);
         ptlv->data = g_malloc0(size);

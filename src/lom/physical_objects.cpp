@@ -38,19 +38,22 @@ void prepend_value(GSList*& list, const gchar* name, GVariant* value) {
     list = g_slist_prepend(list, property);
 }
 
-// The values of an object's properties, in class order; null for references and for bytes that make
-// no value. A thread that holds the semaphore already reads its own bytes.
+// The values of an object's properties, in class order; null for references, for bytes that make no
+// value, and for all when the semaphore cannot be had. A thread that holds it already reads its own
+// bytes.
 std::vector<GVariant*> stored_values(const OBJECT_HEAD_S& object) {
     std::vector<GVariant*> values;
     values.reserve(object.property_count);
     const mox::SemaphoreGuard semaphore(object);
+    const bool is_readable = semaphore || semaphore.is_held_already();
     for (const SERIALISED_PROPERTY_S* property = object.property_entry; property != nullptr;
          property = property->next_ptr) {
-        const gsize size = std::min(property->size, property->capacity);
-        values.push_back(
-            mox::is_reference(*property)
-                ? nullptr
-                : mox::value_of_bytes(property->type, g_memdup2(property->data, size), size));
+        GVariant* value = nullptr;
+        if (is_readable && !mox::is_reference(*property)) {
+            const gsize size = std::min(property->size, property->capacity);
+            value = mox::value_of_bytes(property->type, g_memdup2(property->data, size), size);
+        }
+        values.push_back(value);
     }
     return values;
 }

@@ -27,7 +27,7 @@ gint32 store_resized(const OBJECT_HEAD_S& object, SERIALISED_PROPERTY_S& propert
         property.data = block;
         property.capacity = size;
     }
-    property.size = size;
+    mox::publish(property.size, gsize{size});  // live reads look at it before they lock
     mox::set_state(property, mox::kSynced);
     MOX_LOG_COPY(MOX_COPY_FAILED_SPACED, "lom",
                  mox::copy_what_fits(property.data, property.capacity, data, size, size));

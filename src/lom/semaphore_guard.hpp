@@ -16,20 +16,22 @@ public:
     explicit SemaphoreGuard(const OBJECT_HEAD_S& object)
         : semid_(object.semid),
           member_(object.sem_member),
-          held_(osal_process_sem_p(semid_, member_) == 0) {}
+          code_(osal_process_sem_p(semid_, member_)) {}
     ~SemaphoreGuard() {
-        if (held_) {
+        if (code_ == 0) {
             osal_process_sem_v(semid_, member_);
         }
     }
-    explicit operator bool() const { return held_; }
+    // True when this thread had taken it before, so that the bytes are its own all the same.
+    bool is_held_already() const { return code_ == OSAL_ERR_HELD; }
+    explicit operator bool() const { return code_ == 0; }
     SemaphoreGuard(const SemaphoreGuard&) = delete;
     SemaphoreGuard& operator=(const SemaphoreGuard&) = delete;
 
 private:
     gint32 semid_;
     gint32 member_;
-    bool held_;
+    gint32 code_;
 };
 
 }  // namespace mox

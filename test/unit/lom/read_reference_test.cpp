@@ -64,6 +64,11 @@ TEST_F(ReferenceRead, GivesTheTargetsCode) {
     EXPECT_EQ(live_value("View", "Twin"), "code -2109");
 }
 
+TEST_F(ReferenceRead, FailsWithoutTheSemaphoreThatGuardsItsText) {
+    fail_semaphore_of("View");
+    EXPECT_EQ(stored_value("View", "Twin"), "code -2015");
+}
+
 TEST_F(ReferenceRead, FailsWithoutTheTargetsSemaphore) {
     fail_semaphore_of("Fan2");
     EXPECT_EQ(stored_value("View", "Twin"), "code -2015");
@@ -248,9 +253,11 @@ TEST_F(ReferenceRead, InACycleFailsLiveToo) {
 // The copy hook of a process that holds View alone: it makes Far, with Speed 7.
 OBJECT_HEAD_S* far_record = nullptr;
 std::vector<std::pair<std::string, gsize>> fetched;
+gsize semaphores_held = 0;
 
 OBJECT_HEAD_S* fetch(const gchar* object_name, gsize size) {
     fetched.emplace_back(object_name, size);
+    semaphores_held += fake::osal::held();
     return std::exchange(far_record, nullptr);
 }
 
@@ -259,6 +266,7 @@ protected:
     void SetUp() override {
         ReferenceRead::SetUp();
         fetched.clear();
+        semaphores_held = 0;
         far_record = nullptr;
         lom_set_copy_func(fetch);
         add_view("Far.Speed");
@@ -270,6 +278,12 @@ TEST_F(FetchedReference, AsksForAnUnknownTargetByName) {
     ASSERT_EQ(fetched.size(), 1U);
     EXPECT_EQ(fetched[0].first, "Far");
     EXPECT_EQ(fetched[0].second, sizeof(OBJECT_HEAD_S));
+}
+
+TEST_F(FetchedReference, HoldsNoSemaphoreWhileItAsks) {
+    stored_value("View", "Twin");
+    ASSERT_EQ(fetched.size(), 1U);
+    EXPECT_EQ(semaphores_held, 0U);
 }
 
 TEST_F(FetchedReference, ReadsTheTargetThatCame) {
