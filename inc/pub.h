@@ -16,11 +16,12 @@ G_BEGIN_DECLS
  * ----------------------------------------------------------------------------------------------------
  */
 
-#define PUB_TYPE_LENGTH      6   /* bytes of a type field */
-#define PUB_NAME_LENGTH      32  /* bytes of a name field: at most 31 characters */
-#define PUB_REFERENCE_MARKER 'p' /* byte 3 of the type of a property that names another property \
-                                  */
-#define PUB_RPC_HEAD_SIZE 12U    /* bytes of RPC_DATA_S before its data */
+#define PUB_TYPE_LENGTH 6  /* bytes of a type field */
+#define PUB_NAME_LENGTH 32 /* bytes of a name field: at most 31 characters */
+#define PUB_REFERENCE_MARKER                                                                  \
+    'p'                       /* byte 3 of the type of a property that names another property \
+                               */
+#define PUB_RPC_HEAD_SIZE 12U /* bytes of RPC_DATA_S before its data */
 
 typedef enum tag_gvariant_support_type {
     GVARIANT_FIX = 0,        /* scalar of a fixed size */

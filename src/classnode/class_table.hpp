@@ -15,8 +15,9 @@ extern gpointer g_share_data_base_addr;
 // Never held while calling out, but for the dump, which asks for object names.
 GMutex& class_table_lock();
 
-// Puts a node into the table, unless the name is there already. Returns the node that the table has:
-// another one than the given when another thread was faster; the given one is then the caller's.
+// Puts a node into the table, unless the name is there already. Returns the node that the table
+// has: another one than the given when another thread was faster; the given one is then the
+// caller's.
 CLS_HANDLE insert_class(const gchar* class_name, CLS_HANDLE node);
 
 // Attaches a class that this process does not know yet, by name; null when the owner has none of

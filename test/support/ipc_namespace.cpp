@@ -20,7 +20,9 @@ bool write_file(const char* path, const std::string& text) {
     return written;
 }
 
-std::string error_text(const char* what) { return std::string(what) + ": " + std::strerror(errno); }
+std::string error_text(const char* what) {
+    return std::string(what) + ": " + std::strerror(errno);
+}
 
 }  // namespace
 
@@ -35,12 +37,14 @@ std::string enter_ipc_namespace() {
         if (unshare(CLONE_NEWUSER | CLONE_NEWIPC) != 0) {
             return error_text("unshare(CLONE_NEWUSER|CLONE_NEWIPC), are user namespaces allowed?");
         }
-        if (!write_file("/proc/self/setgroups", "deny") || !write_file("/proc/self/uid_map", "0 " + user + " 1") ||
+        if (!write_file("/proc/self/setgroups", "deny") ||
+            !write_file("/proc/self/uid_map", "0 " + user + " 1") ||
             !write_file("/proc/self/gid_map", "0 " + group + " 1")) {
             return error_text("mapping the user into its namespace");
         }
     }
-    if (!write_file("/proc/sys/kernel/msgmax", "16384") || !write_file("/proc/sys/kernel/msgmnb", "262144")) {
+    if (!write_file("/proc/sys/kernel/msgmax", "16384") ||
+        !write_file("/proc/sys/kernel/msgmnb", "262144")) {
         return error_text("raising the message limits of the namespace");
     }
     return {};

@@ -1,4 +1,5 @@
-// The main of every test program: a System V namespace first, while there is one thread, then the tests.
+// The main of every test program: a System V namespace first, while there is one thread, then the
+// tests.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
