@@ -93,7 +93,7 @@ private:
             fail("text " + quoted(text) + " is no value of type " + text_of(type) + ": " +
                  error->message);
         }
-        return owned(value);
+        return VariantPtr(value);  // a parsed value does not float
     }
 
     VariantPtr array(JsonArray* elements, const GVariantType* type) const {
@@ -172,8 +172,8 @@ std::string zero_bytes(const std::string& type) {
     // The zero of every other type that is stored is all zero bytes: as many as a parsed 0, one for
     // "" and FALSE.
     const char* const text = type == "s" ? "''" : type == "b" ? "false" : "0";
-    const VariantPtr value =
-        owned(g_variant_parse(G_VARIANT_TYPE(type.c_str()), text, nullptr, nullptr, nullptr));
+    const VariantPtr value(
+        g_variant_parse(G_VARIANT_TYPE(type.c_str()), text, nullptr, nullptr, nullptr));
     return bytes_of(value.get());
 }
 

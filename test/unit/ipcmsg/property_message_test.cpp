@@ -24,10 +24,10 @@ struct Change {
     std::string object = "Fan1";
     std::string property = "Speed";
     std::string type = "i";
-    GVariant* value = g_variant_new_int32(-2);
+    GVariant* value = nullptr;  // floating; -2 when it is not set
 
     gint32 send_to(const std::vector<gint32>& ports) const {
-        GVariant* sunk = g_variant_ref_sink(value);
+        GVariant* sunk = g_variant_ref_sink(value != nullptr ? value : g_variant_new_int32(-2));
         GSList* list = mox::test::port_list(ports);
         const gint32 result = ipc_msg_property_event(list, object.c_str(), property.c_str(),
                                                      type.c_str(), g_variant_get_size(sunk), sunk);

@@ -182,6 +182,19 @@ TEST_F(ReplacedRecord, IsFreedWithTheLastObjectThatRefersToIt) {
     EXPECT_EQ(g_destroyed, (std::vector<gpointer>{&data_}));
 }
 
+TEST_F(ReplacedRecord, ThatWasLeftInTheTableByItsLastReferrerIsFreedAtOnce) {
+    add_object({.name = "Spare"});
+    ASSERT_EQ(lom_set_reference("Spare", "Fan1"), MOX_OK);
+    delete_object("Fan1");
+    delete_object("Spare");
+    ASSERT_NE(record_of("Fan1"), nullptr);
+    EXPECT_TRUE(g_destroyed.empty());
+    add_version(2);
+    EXPECT_EQ(g_destroyed, (std::vector<gpointer>{&data_}));
+    EXPECT_EQ(space::live_blocks(), blocks_of_one_);
+    EXPECT_EQ(osal::bad_sem_frees(), 0U);
+}
+
 // The last reference is dropped before the table's mutex is taken: a replacement may come in
 // between.
 TEST_F(ReplacedRecord, WhoseLastReferenceIsJustBeingDroppedIsLeftToTheDropper) {
