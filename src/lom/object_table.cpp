@@ -38,10 +38,9 @@ Presence take_known(const gchar* object_name, OBJECT_HEAD_S** object) {
     if (mox::read_published((*object)->status) == OBJECT_MARK_DEL) {
         return Presence::kMarkedDeleted;
     }
-    if (g_atomic_int_get(&(*object)->ref_count) < 1) {
+    if (!mox::take_reference(*object)) {
         return Presence::kGone;
     }
-    g_atomic_int_inc(&(*object)->ref_count);
     return Presence::kFound;
 }
 
@@ -167,9 +166,7 @@ void _copy_object_hashtable(gpointer key, gpointer value, gpointer user_data) {
         return;
     }
     auto* object = static_cast<OBJECT_HEAD_S*>(value);
-    if (g_atomic_int_get(&object->ref_count) > 0) {
-        g_atomic_int_inc(&object->ref_count);
-    } else {
+    if (!mox::take_reference(object)) {
         object = nullptr;
     }
     g_hash_table_insert(static_cast<GHashTable*>(user_data), name, object);

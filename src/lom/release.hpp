@@ -21,6 +21,19 @@ void _free_object_namelist(CLASS_OBJECT_LIST_S* list);
 
 namespace mox {
 
+// Takes a reference, unless the last one is gone: a holder may drop it at any moment, also under
+// the table's mutex.
+inline bool take_reference(OBJECT_HEAD_S* object_head) {
+    gint32 count = g_atomic_int_get(&object_head->ref_count);
+    while (count > 0) {
+        if (g_atomic_int_compare_and_exchange(&object_head->ref_count, count, count + 1)) {
+            return true;
+        }
+        count = g_atomic_int_get(&object_head->ref_count);
+    }
+    return false;
+}
+
 // Takes a record that was replaced in the object table out of the table's hands: it is freed now,
 // or, while somebody still holds it, when the last holder lets go. Called with g_obj_hash_mutex
 // held.
