@@ -2,7 +2,9 @@
  * the notices that tell listeners of new objects, removed objects and changed properties.
  *
  * All integers are 32 bits wide in host byte order, so that 32-bit and 64-bit processes of a
- * machine understand each other. A module's "port" is the id of its message queue. */
+ * machine understand each other. A module's "port" is the id of its message queue. Unless a comment
+ * says otherwise: any process, any thread; no lock is taken, and no object's semaphore may be held.
+ */
 #ifndef MOX_IPCMSG_H
 #define MOX_IPCMSG_H
 
@@ -74,7 +76,8 @@ typedef struct tag_del_ru_event {
     guint32 position;
 } MSG_DEL_RU_EVENT_S;
 
-/* Sets this module's own port, which every message names as its source. Once, at start. */
+/* Sets this module's own port, which every message names as its source.
+ * port: its queue's id, above 0; 0 means not set. At start, before other threads send. */
 MOX_API void ipc_msg_set_port(gint32 port);
 
 /* Makes a zeroed message buffer.
@@ -93,8 +96,9 @@ MOX_API void ipc_msg_free(gpointer msg);
 MOX_API gint32 ipc_msg_send(gint32 ipc_que_id, guint32 msg_type, gpointer buffer, gsize size);
 
 /* Sends one buffer to each port of a list, in list order; the first failure ends the walk: later
- * receivers get nothing. receiver_list: GINT_TO_POINTER(port), nullable (empty). data: the message
- * buffer, used by no other thread meanwhile. Returns 0 or the first failing send's code. */
+ * receivers get nothing. receiver_list: GINT_TO_POINTER(port), nullable (empty). type:
+ * MOX_MSG_TYPE. size: payload bytes. data: the message buffer, used by no other thread meanwhile.
+ * Returns 0 or the first failing send's code. */
 MOX_API gint32 ipc_msg_batch(GSList* receiver_list, guint32 type, gsize size, gpointer data);
 
 /* Discards every message that waits in a queue. ipc_que_id: a negative one is ignored; a removed
@@ -107,33 +111,35 @@ MOX_API void ipc_clear_queue(gint32 ipc_que_id);
  * a null path; else as ipc_msg_send. */
 MOX_API gint32 ipc_msg_send_dump(gint32 ipc_que_id, const gchar* path);
 
-/* Starts gathering new-object notices. The gathering table has no lock: gather, flush and free on
- * one thread. */
+/* Starts gathering new-object notices, and drops what was gathered before. The gathering table has
+ * no lock: gather, flush and free on one thread. */
 MOX_API void ipc_msg_newobj_init(void);
 
 /* Gathers one notice for a port: class_handle's name and the names of new objects of it.
- * ipc_port 0, a null class, an empty list or a class without a name: nothing. object_name_list:
+ * ipc_port 0, a null class, an empty list or a class without a name:
+ * nothing; so before ipc_msg_newobj_init. object_name_list:
  * gchar*, copied. */
 MOX_API void ipc_msg_collect_obj(gint32 ipc_port, CLS_HANDLE class_handle,
                                  GSList* object_name_list);
 
 /* Sends what was gathered, one MOX_MSG_ADD_OBJECT per port; failures are logged. Nothing is
- * dropped: a second flush sends the same again, until ipc_msg_newobj_free. */
+ * dropped: a second flush sends the same again, until ipc_msg_newobj_free. position: the one that
+ * the objects were created for. */
 MOX_API void ipc_msg_newobj_event(guint32 position);
 
 /* Drops all that was gathered; ipc_msg_newobj_init starts anew. */
 MOX_API void ipc_msg_newobj_free(void);
 
 /* Tells a port that the objects of a position were removed.
+ * ipc_port: the receiver. position: the one that the removed objects had.
  * Returns 0; MOX_ERR_BAD_ARGUMENT for port 0; else as ipc_msg_send. */
 MOX_API gint32 ipc_msg_delobj_event(gint32 ipc_port, guint32 position);
 
 /* Sends a property change to each port of a list, as ipc_msg_batch does.
  * listener_list: nullable (0 is returned). object_name, property_name: cut to 31 characters. type:
- * type string, cut to
- * 5. size: bytes of property_value in serialized form. property_value: stays the caller's.
- * Returns 0; MOX_ERR_BAD_ARGUMENT for null arguments; else as ipc_msg_batch (a size over 8116:
- * MOX_ERR_MESSAGE_TOO_BIG). */
+ * type string, cut to 5. size: bytes of property_value in serialized form. property_value: stays
+ * the caller's. Returns 0; MOX_ERR_BAD_ARGUMENT for null arguments or a size below the value's own;
+ * else as ipc_msg_batch (a size over 8116: MOX_ERR_MESSAGE_TOO_BIG). */
 MOX_API gint32 ipc_msg_property_event(GSList* listener_list, const gchar* object_name,
                                       const gchar* property_name, const gchar* type, gsize size,
                                       GVariant* property_value);

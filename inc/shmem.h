@@ -1,6 +1,8 @@
 /* shmem.h: the shared-memory pool. One process, the owner, creates the segment and is the only one
  * that allocates from it and frees into it; every other process attaches it at the same fixed
- * address, so that pointers stored in the pool are valid everywhere. */
+ * address, so that pointers stored in the pool are valid everywhere. Unless a comment says
+ * otherwise: any process, any thread; no lock is taken but the allocator's own, and none is
+ * forbidden. */
 #ifndef MOX_SHMEM_H
 #define MOX_SHMEM_H
 
@@ -14,7 +16,8 @@ G_BEGIN_DECLS
 #define SHM_SIZE_VARIABLE \
     "SHAMRE_MEMORY_SIZE" /* pool size in MiB, 8 to 32; the spelling is established */
 
-/* Creates the pool, attaches it and sets up the allocator in it. Owner only, once.
+/* Creates the pool, attaches it and sets up the allocator in it. Owner only, once. A segment that
+ * could not be mapped stays, and is the caller's to remove.
  * Returns 0, or MOX_ERR_INTERNAL when the segment exists already or cannot be mapped at its address
  * (logged). */
 MOX_API gint32 shm_create(void);

@@ -1,5 +1,7 @@
 /* lom/event.h: announcing a property's change to the modules that listen to it, and counting the
- * events. Any thread; never call these while holding an object's semaphore. */
+ * events. Any process, any
+ * thread; the lookup takes the object-table mutex, the listener list the class-table lock; never
+ * call these while holding an object's semaphore. */
 #ifndef MOX_LOM_EVENT_H
 #define MOX_LOM_EVENT_H
 

@@ -1,7 +1,9 @@
 /* lom/hardware.h: properties backed by hardware. A property names an accessor object; the accessor
  * names a chip, a chip its upstream chip, its reset chip and its local bus, a bus its busy chips.
  * The driver library is given that whole family before it is asked for a value. Codes of the driver
- * library come back unchanged. Any thread. */
+ * library come back unchanged.
+ * Any process, any thread; lookups take the object-table mutex, reads of names the semaphores of
+ * the objects that hold them, which the caller must not hold. */
 #ifndef MOX_LOM_HARDWARE_H
 #define MOX_LOM_HARDWARE_H
 

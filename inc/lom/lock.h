@@ -8,8 +8,9 @@
 
 G_BEGIN_DECLS
 
-/* Takes an object's semaphore, waiting for its holder. Any process, any thread.
- * Returns 0; MOX_ERR_OBJECT_NOT_FOUND; else the operating-system layer's code. */
+/* Takes an object's semaphore, waiting for its holder. Any process, any thread; the lookup takes
+ * the object-table mutex, which is released before the wait. Returns 0; MOX_ERR_OBJECT_NOT_FOUND;
+ * else the operating-system layer's code. */
 MOX_API gint32 lom_lock_object(OBJ_HANDLE obj_handle);
 
 /* Releases it, in the thread that took it. Returns as lom_lock_object. */

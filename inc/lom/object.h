@@ -138,9 +138,9 @@ MOX_API void lom_init_property(OBJECT_PTR obj_ptr, guint32 property_index,
 MOX_API void lom_init_accessor(OBJECT_PTR obj_ptr, guint32 property_index, const gchar* accessor,
                                guint32 size);
 
-/* Publishes a record in this process's object table; a record of the same name is replaced and
- * freed. obj_ptr: nullable; passes to the table. Returns the object's handle, 0 for null. Takes the
- * object-table mutex. */
+/* Publishes a record in this process's object table; a record of the same name is replaced,
+ * and freed when its last holder lets go. obj_ptr: nullable; passes to the table. Returns the
+ * object's handle, 0 for null. Takes the object-table mutex. */
 MOX_API OBJ_HANDLE lom_add_object(OBJECT_PTR obj_ptr);
 
 /* Marks a record complete: only then can it be copied to other modules. obj_ptr: nullable. */

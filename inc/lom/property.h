@@ -4,7 +4,8 @@
  * names, memory (when a stored value is asked for, or the property is overridden), a formula,
  * hardware, memory. A live read of a writable object writes a fresh value back and announces it.
  * Every function may be called from any thread of any process; it takes the object-table mutex for
- * its lookup and the object's semaphore for its bytes, which the calling thread must not hold.
+ * its lookup and, where
+ * it reads value bytes, the object's semaphore, which the calling thread must not hold.
  * Codes of hardware and formulas come back unchanged. */
 #ifndef MOX_LOM_PROPERTY_H
 #define MOX_LOM_PROPERTY_H

@@ -52,8 +52,9 @@ MOX_API guint32 lom_get_position(OBJ_HANDLE obj_handle);
 /* Binds data of this process to an object, in place of what was bound before.
  * user_data: not null. destroy_func: nullable; called once with user_data, when it is replaced or
  * the record is freed. Returns 0; MOX_ERR_BAD_ARGUMENT for handle 0 or null data;
- * MOX_ERR_OBJECT_NOT_FOUND; MOX_ERR_SEMAPHORE. The destroy function of replaced data runs under the
- * object's semaphore: it must not lock the same object. */
+ * MOX_ERR_OBJECT_NOT_FOUND; MOX_ERR_SEMAPHORE. The destroy function of
+ * replaced data runs under the object's semaphore, that of a freed record may run under the
+ * object-table mutex: it must take no object's semaphore and wait for nobody. */
 MOX_API gint32 lom_bind_data(OBJ_HANDLE obj_handle, gpointer user_data,
                              GDestroyNotify destroy_func);
 

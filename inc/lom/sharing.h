@@ -24,7 +24,8 @@ MOX_API void lom_set_reference_bitmap(guint32* ref_bitmap, gint32 bitmap_id);
 /* Clears one module's bit, as lom_set_reference_bitmap. */
 MOX_API void lom_clear_reference_bitmap(guint32* ref_bitmap, gint32 bitmap_id);
 
-/* Stores this process's own bitmap id, the bit it clears when it frees a copy. Once, at start. */
+/* Stores this process's own bitmap id, the bit it clears when it frees a copy. id: 1 to
+ * 127; 0 for none. At start, and when the process leaves. */
 MOX_API void lom_set_bitmap_id(gint32 id);
 
 /* Copies an object's record for another process and notes in its bitmap that the module holds one.

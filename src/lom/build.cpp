@@ -6,7 +6,7 @@
 #include <pub.h>
 #include <shmem.h>
 
-#include <cstring>
+#include <algorithm>
 #include <type_traits>
 
 #include "base/bounded_copy.hpp"

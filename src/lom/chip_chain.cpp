@@ -1,14 +1,12 @@
 // From a property to its chip, and along the chain of upstream chips to the bus at its head.
 #include <lom/hardware.h>
 #include <lom/property.h>
+#include <lom/registry.h>
 #include <pub.h>
 
-#include <algorithm>
 #include <cstring>
 
-#include "base/glib_ptr.hpp"
 #include "lom/hardware_family.hpp"
-#include "lom/object_ref.hpp"
 
 namespace {
 

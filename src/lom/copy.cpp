@@ -11,9 +11,20 @@
 
 namespace {
 
-// The fields behind this offset are local to a process: other threads change them meanwhile, and
-// the receiver starts with its own.
-constexpr gsize kSharedBytes = offsetof(OBJECT_HEAD_S, refered_object);
+// Copies what all processes share of a record. The fields behind are local to a process: other
+// threads change them meanwhile, and the receiver starts with its own. The owning module may be set
+// at any time.
+gint32 copy_shared_fields(OBJECT_HEAD_S& copy, const OBJECT_HEAD_S& object) {
+    constexpr gsize kHead = offsetof(OBJECT_HEAD_S, module);
+    constexpr gsize kTail = offsetof(OBJECT_HEAD_S, position);
+    constexpr gsize kTailSize = offsetof(OBJECT_HEAD_S, refered_object) - kTail;
+    const gint32 result = memmove_s(&copy, sizeof(copy), &object, kHead);
+    if (result != 0) {
+        return result;
+    }
+    copy.module = mox::read_published(object.module);
+    return memmove_s(&copy.position, sizeof(copy) - kTail, &object.position, kTailSize);
+}
 
 // A copy begins like a fresh record: one reference, nothing bound, no property table, no reference
 // to another record.
@@ -37,8 +48,7 @@ gint32 lom_copy_object(const gchar* object_name, guint32* size, gpointer* object
     auto* copy = g_new0(OBJECT_HEAD_S, 1);
     *object_info = copy;
     *size = sizeof(OBJECT_HEAD_S);
-    MOX_LOG_COPY(MOX_COPY_FAILED_EARLY_STOP, "lom",
-                 memmove_s(copy, sizeof(OBJECT_HEAD_S), object.get(), kSharedBytes));
+    MOX_LOG_COPY(MOX_COPY_FAILED_EARLY_STOP, "lom", copy_shared_fields(*copy, *object));
     start_local_fields(*copy, isowner);
     lom_set_reference_bitmap(object->ref_bitmap, module_id);
     return MOX_OK;

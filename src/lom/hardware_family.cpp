@@ -8,6 +8,9 @@
 #include <lom/hardware.h>
 #include <lom/property.h>
 
+#include <algorithm>
+#include <cstring>
+
 #include "base/glib_ptr.hpp"
 #include "lom/object_ref.hpp"
 #include "lom/property_state.hpp"
@@ -24,7 +27,12 @@ gint32 read_name(OBJ_HANDLE object, const gchar* property_name, gchar (&name)[PU
     if (!g_variant_is_of_type(read, G_VARIANT_TYPE_STRING)) {
         return MOX_ERR_TYPE_MISMATCH;
     }
-    g_strlcpy(name, g_variant_get_string(read, nullptr), sizeof(name));
+    // Stored bytes need not end with a terminator, nor be there at all.
+    const auto* text = static_cast<const gchar*>(g_variant_get_data(read));
+    const gsize room = std::min<gsize>(g_variant_get_size(read), sizeof(name) - 1);
+    const gsize length = text == nullptr ? 0 : strnlen(text, room);
+    std::copy_n(text, length, name);
+    name[length] = '\0';
     return MOX_OK;
 }
 

@@ -4,7 +4,6 @@
 #include <lom/hardware.h>
 #include <lom/registry.h>
 
-#include <algorithm>
 #include <cstring>
 
 #include "base/bounded_copy.hpp"
@@ -49,9 +48,14 @@ gboolean _get_hardware_data(OBJECT_HEAD_S* object_head, SERIALISED_PROPERTY_S* p
     }
     if (*retv == MOX_OK) {
         const gsize size = mox::read_published(property_node->size);
+        gpointer data = g_try_malloc0(size);
+        if (data == nullptr && size != 0) {
+            *retv = MOX_ERR_INTERNAL;  // a declared size beyond all memory
+            return TRUE;
+        }
         std::memcpy(ptlv->type, property_node->type, PUB_TYPE_LENGTH);
         ptlv->size = static_cast<guint32>(size);
-        ptlv->data = g_malloc0(size);
+        ptlv->data = data;
         MOX_LOG_COPY(MOX_COPY_FAILED_SPACED, "lom",
                      mox::copy_what_fits(ptlv->data, size, bytes, sizeof(bytes), size));
     }

@@ -100,41 +100,40 @@ void add_record([[maybe_unused]] gpointer key, gpointer value, gpointer user_dat
     }
 }
 
-// What a thread is handing over at the moment. A chip whose property refers to a value behind that
-// same chip would otherwise have the handing-over of its family begin again for ever.
+// One handing-over of a thread with those that it leads to: a chip whose property refers to a value
+// behind another accessor has that accessor's family handed over on the way. Each object begins one
+// at most, so objects that refer to each other do not begin again and again.
 class HandingOver {
 public:
-    explicit HandingOver(OBJ_HANDLE object) : object_(object), outer_(innermost_) {
-        innermost_ = this;
+    explicit HandingOver(OBJ_HANDLE object) : is_outermost_(begun_.empty()) {
+        begun_.push_back(object);
     }
-    ~HandingOver() { innermost_ = outer_; }
+    ~HandingOver() {
+        if (is_outermost_) {
+            begun_.clear();
+        }
+    }
     HandingOver(const HandingOver&) = delete;
     HandingOver& operator=(const HandingOver&) = delete;
 
-    static bool is_under_way(OBJ_HANDLE object) {
-        for (const HandingOver* work = innermost_; work != nullptr; work = work->outer_) {
-            if (work->object_ == object) {
-                return true;
-            }
-        }
-        return false;
+    static bool is_begun(OBJ_HANDLE object) {
+        return std::find(begun_.begin(), begun_.end(), object) != begun_.end();
     }
 
 private:
-    static thread_local const HandingOver* innermost_;
-    OBJ_HANDLE object_;
-    const HandingOver* outer_;
+    static thread_local std::vector<OBJ_HANDLE> begun_;
+    bool is_outermost_;
 };
 
-thread_local const HandingOver* HandingOver::innermost_ = nullptr;
+thread_local std::vector<OBJ_HANDLE> HandingOver::begun_;
 
 }  // namespace
 
 void lom_create_has_object(OBJ_HANDLE obj_handle) {
-    if (obj_handle == 0 || HandingOver::is_under_way(obj_handle)) {
+    if (obj_handle == 0 || HandingOver::is_begun(obj_handle)) {
         return;
     }
-    const HandingOver under_way(obj_handle);
+    const HandingOver begun(obj_handle);
     const mox::HashTablePtr table(
         g_hash_table_new_full(g_str_hash, g_str_equal, g_free, _free_has_property_list));
     if (obj_handle == kEveryObject) {

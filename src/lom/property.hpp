@@ -37,8 +37,9 @@ gboolean _get_expression_data(OBJECT_HEAD_S* object_head, SERIALISED_PROPERTY_S*
 
 namespace mox {
 
-// Copies a property's stored value into a package. Called with the object's semaphore held.
-void copy_stored_value(const SERIALISED_PROPERTY_S& property, TLV_S& tlv);
+// Copies a property's stored value into a package. Called with the object's semaphore
+// held. Returns 0, or MOX_ERR_INTERNAL when the declared size is more than there is memory for.
+gint32 copy_stored_value(const SERIALISED_PROPERTY_S& property, TLV_S& tlv);
 
 // Reads a property whose record was found already.
 gint32 read_property(OBJECT_HEAD_S& object, SERIALISED_PROPERTY_S& property, gboolean is_volatile,

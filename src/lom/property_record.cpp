@@ -45,13 +45,18 @@ GVariant* value_in_place(const gchar* type, gconstpointer data, gsize size) {
                              : g_variant_new_from_data(parsed, data, size, TRUE, nullptr, nullptr);
 }
 
-void copy_stored_value(const SERIALISED_PROPERTY_S& property, TLV_S& tlv) {
-    std::memcpy(tlv.type, property.type, PUB_TYPE_LENGTH);
+gint32 copy_stored_value(const SERIALISED_PROPERTY_S& property, TLV_S& tlv) {
     const gsize size = property.size;
+    gpointer data = g_try_malloc0(size);
+    if (data == nullptr && size != 0) {
+        return MOX_ERR_INTERNAL;
+    }
+    std::memcpy(tlv.type, property.type, PUB_TYPE_LENGTH);
     tlv.size = static_cast<guint32>(size);
-    tlv.data = g_malloc0(size);
+    tlv.data = data;
     MOX_LOG_COPY(MOX_COPY_FAILED_EARLY_STOP, "lom",
                  copy_what_fits(tlv.data, size, property.data, property.capacity, size));
+    return MOX_OK;
 }
 
 }  // namespace mox

@@ -42,7 +42,7 @@ void _hash_foreach_property(gpointer key, gpointer value, gpointer user_data) {
 // Reads one property for the sake of its write-back.
 void _foreach_property_read(gpointer key, gpointer value, gpointer user_data) {
     const auto* local = static_cast<const LOCAL_PROPERTY_S*>(value);
-    const SERIALISED_PROPERTY_S* property = local->property_ptr;
+    const SERIALISED_PROPERTY_S* property = local == nullptr ? nullptr : local->property_ptr;
     if (property != nullptr && mox::has_accessor(*property) &&
         mox::has_state(*property, mox::kAccessRead | mox::kAccessSync)) {
         read_live(GPOINTER_TO_INT(user_data), static_cast<const gchar*>(key));

@@ -14,8 +14,7 @@ gint32 read_memory(const OBJECT_HEAD_S& object, const SERIALISED_PROPERTY_S& pro
     if (!semaphore) {
         return MOX_ERR_SEMAPHORE;
     }
-    mox::copy_stored_value(property, tlv);
-    return MOX_OK;
+    return mox::copy_stored_value(property, tlv);
 }
 
 }  // namespace

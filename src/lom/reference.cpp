@@ -45,8 +45,8 @@ CLASS_OBJECT_LIST_S* make_name_node(const OBJECT_HEAD_S& object) {
 // semaphore set is taken over.
 void switch_record(OBJECT_HEAD_S& object, OBJECT_HEAD_S& refered,
                    const CLASS_OBJECT_LIST_S& names) {
-    const mox::RecursiveGuard guard(g_obj_hash_mutex);
     _free_object_resource(&object);
+    mox::drop_refered(object);  // of an earlier switch
     if (g_atomic_int_get(&refered.ref_count) > 0) {
         g_atomic_int_inc(&refered.ref_count);
         object.refered_object = &refered;
@@ -78,6 +78,7 @@ gint32 lom_set_reference(const gchar* object_name, const gchar* refered_object_n
                         refered->object_name);
         return MOX_ERR_INTERNAL;
     }
+    const mox::RecursiveGuard guard(g_obj_hash_mutex);
     if (leads_back(*object, *refered)) {
         return MOX_ERR_BAD_ARGUMENT;
     }

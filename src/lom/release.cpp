@@ -52,23 +52,18 @@ void remove_unreferenced(OBJECT_HEAD_S* object) {
     }
 }
 
-// Drops the reference that a referring object held, which does not take the record out of the
-// table.
-void drop_refered(OBJECT_HEAD_S* refered) {
-    bool is_ended = false;
-    {
-        const mox::MutexGuard guard(G_LOCK_NAME(unusual_ends));
-        if (g_atomic_int_add(&refered->ref_count, -1) != 1) {
-            return;
-        }
-        is_ended = take_from(g_replaced_records, refered);
-        if (!is_ended) {
-            add_to(g_left_in_table, refered);
-        }
+// Drops a reference without taking the record out of the table. Returns whether nobody is left to
+// free it.
+bool drop_in_place(OBJECT_HEAD_S* object) {
+    const mox::MutexGuard guard(G_LOCK_NAME(unusual_ends));
+    if (g_atomic_int_add(&object->ref_count, -1) != 1) {
+        return false;
     }
-    if (is_ended) {
-        _free_object_head(refered);
+    if (take_from(g_replaced_records, object)) {
+        return true;
     }
+    add_to(g_left_in_table, object);
+    return false;
 }
 
 // Lets a record go that has just been replaced. Returns whether nobody is left to free it.
@@ -90,8 +85,7 @@ void free_owner_side(OBJECT_HEAD_S* object) {
     shm_free(object->ref_bitmap);
     object->ref_bitmap = nullptr;
     if (object->refered_object != nullptr) {
-        drop_refered(object->refered_object);
-        object->refered_object = nullptr;
+        mox::drop_refered(*object);
     } else {
         _free_object_resource(object);
     }
@@ -170,6 +164,14 @@ void _free_object_namelist(CLASS_OBJECT_LIST_S* list) {
 }
 
 namespace mox {
+
+void drop_refered(OBJECT_HEAD_S& object) {
+    OBJECT_HEAD_S* refered = object.refered_object;
+    object.refered_object = nullptr;
+    if (refered != nullptr && drop_in_place(refered)) {
+        _free_object_head(refered);
+    }
+}
 
 void retire_replaced(OBJECT_HEAD_S* object_head) {
     if (let_go(object_head)) {

@@ -34,6 +34,10 @@ inline bool take_reference(OBJECT_HEAD_S* object_head) {
     return false;
 }
 
+// Drops the reference that a referring object holds on the referred one, if it refers to any:
+// without taking that one out of the table.
+void drop_refered(OBJECT_HEAD_S& object);
+
 // Takes a record that was replaced in the object table out of the table's hands: it is freed now,
 // or, while somebody still holds it, when the last holder lets go. Called with g_obj_hash_mutex
 // held.

@@ -1,6 +1,6 @@
-// The object's process-shared semaphore for the length of a scope. It guards value bytes and state
-// bits, nothing else: it is never held across an event, a hook, a driver call or the drop of a
-// reference.
+// The object's process-shared semaphore for the length of a scope. It guards
+// value bytes, state bits and bound data: it is never held across an event, a hook, a driver call
+// or the drop of a reference.
 #ifndef MOX_LOM_SEMAPHORE_GUARD_HPP
 #define MOX_LOM_SEMAPHORE_GUARD_HPP
 

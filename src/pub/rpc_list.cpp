@@ -63,7 +63,8 @@ gpointer value_of_record(gpointer item) {
         return nullptr;
     }
     gpointer copy = g_memdup2(record->data, record->size);
-    return g_variant_new_from_data(g_variant_type_checked_(type), copy, record->size, TRUE, g_free,
+    // Not trusted: text without its terminator must not be read past its end.
+    return g_variant_new_from_data(g_variant_type_checked_(type), copy, record->size, FALSE, g_free,
                                    copy);
 }
 
