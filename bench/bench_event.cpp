@@ -17,6 +17,7 @@
 
 #include "event_peer_process.hpp"
 #include "model.hpp"
+#include "primitives.hpp"
 
 namespace mox::bench {
 namespace {
@@ -87,9 +88,12 @@ void floor_change_to_arrival(benchmark::State& state) {
     event_object();
     gint32 index = 0, semid = 0, member = 0;
     osal_process_sem_create(&index, &semid, &member);
+    PlainTable objects("event", 10);
+    const GQuark quark = g_quark_from_string("event_5");
+    const guint32 number = 7;
     measure(state, [&] {
-        osal_process_sem_p(semid, member);
-        osal_process_sem_v(semid, member);
+        objects.find(quark);
+        copy_into_value(semid, member, G_VARIANT_TYPE_UINT32, &number, sizeof(number));
         auto* message = static_cast<MOX_MSG_HEAD_S*>(g_malloc0(kMessageSize));
         message->mtype = 1;
         osal_process_queue_send(g_queue, message, kMessageSize);

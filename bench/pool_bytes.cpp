@@ -31,10 +31,9 @@ void print_pool_bytes() {
     const double bare = bytes_per_object("bytes_bare", 0);
     const double full = bytes_per_object("bytes_full", kProperties);
     const double per_property = (full - bare) / kProperties;
-    std::printf("| pool bytes | taken | its records alone | ratio |\n|---|---|---|---|\n");
     std::printf("| an object without properties | %.1f | %.1f | %.2f |\n", bare, record_bytes(),
                 bare / record_bytes());
-    std::printf("| a property of a fixed-size type | %.1f | %zu | %.2f |\n\n", per_property,
+    std::printf("| a property of a fixed-size type | %.1f | %zu | %.2f |\n", per_property,
                 sizeof(SERIALISED_PROPERTY_S),
                 per_property / static_cast<double>(sizeof(SERIALISED_PROPERTY_S)));
 }

@@ -39,7 +39,6 @@ void RatioTable::ReportRuns(const std::vector<Run>& runs) {
 
 int RatioTable::print() const {
     int without_floor = 0;
-    std::printf("| operation | median | sum of its primitives | ratio |\n|---|---|---|---|\n");
     for (const std::string& name : order_) {
         if (name.starts_with(kFloor)) {
             continue;
