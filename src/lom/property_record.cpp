@@ -26,6 +26,13 @@ struct TypeText {
     gchar text[PUB_TYPE_LENGTH + 1] = {};
 };
 
+// Text without its terminator, or without any byte, is not taken at its word: whoever looks at such
+// a value sees an empty text instead of what lies behind it.
+bool is_trusted(const GVariantType* type, gconstpointer data, gsize size) {
+    return !g_variant_type_equal(type, G_VARIANT_TYPE_STRING) ||
+           (size > 0 && static_cast<const gchar*>(data)[size - 1] == '\0');
+}
+
 }  // namespace
 
 GVariant* value_of_bytes(const gchar* type, gpointer data, gsize size) {
@@ -35,14 +42,17 @@ GVariant* value_of_bytes(const gchar* type, gpointer data, gsize size) {
         g_free(data);
         return nullptr;
     }
-    return g_variant_new_from_data(parsed, data, size, TRUE, g_free, data);
+    return g_variant_new_from_data(parsed, data, size, is_trusted(parsed, data, size), g_free,
+                                   data);
 }
 
 GVariant* value_in_place(const gchar* type, gconstpointer data, gsize size) {
     const TypeText text(type);
     const GVariantType* parsed = text.parsed();
-    return parsed == nullptr ? nullptr
-                             : g_variant_new_from_data(parsed, data, size, TRUE, nullptr, nullptr);
+    return parsed == nullptr
+               ? nullptr
+               : g_variant_new_from_data(parsed, data, size, is_trusted(parsed, data, size),
+                                         nullptr, nullptr);
 }
 
 gint32 copy_stored_value(const SERIALISED_PROPERTY_S& property, TLV_S& tlv) {

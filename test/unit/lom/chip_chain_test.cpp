@@ -47,6 +47,16 @@ TEST_F(PropertyChip, IsCutTo31Characters) {
     EXPECT_EQ(chip_of("Speed", 64), std::string(31, 'c'));
 }
 
+TEST_F(PropertyChip, MayBeStoredWithoutATerminator) {
+    ASSERT_EQ(lom_realloc_property("Tacho", "Chip", "s", 4, "Cpld"), 0);
+    EXPECT_EQ(chip_of("Speed"), "Cpld");
+}
+
+TEST_F(PropertyChip, OfSizeZeroHasAnEmptyName) {
+    ASSERT_EQ(lom_realloc_property("Tacho", "Chip", "s", 0, ""), 0);
+    EXPECT_EQ(chip_of("Speed"), "");
+}
+
 TEST_F(PropertyChip, RefusesALengthOf31) {
     EXPECT_EQ(chip_of("Speed", 31), "code -2001");
 }

@@ -148,6 +148,12 @@ TEST_F(BatchRead, ReadsWhatMayBeReadAndIsSynchronous) {
     EXPECT_EQ(asked(), (Texts{"Both", "ReadOnly"}));
 }
 
+TEST_F(BatchRead, SkipsANullEntry) {
+    add_plain("Fan1", "rw", "Both");
+    g_hash_table_insert(record_of("Fan1")->property_hash, g_strdup("Hole"), nullptr);
+    EXPECT_EQ(asked(), Texts{"Both"});
+}
+
 TEST_F(BatchRead, LeavesWhatMayNotBeRead) {
     add_plain("Fan1", "w", "WriteOnly");
     EXPECT_EQ(asked(), Texts{});

@@ -213,6 +213,14 @@ TEST_F(ObjectReference, LeavesNothingInThePoolWhenBothAreDeleted) {
     EXPECT_EQ(osal::bad_sem_frees(), 0U);
 }
 
+TEST_F(ObjectReference, MadeASecondTimeLetsTheFirstReferredObjectGo) {
+    add_object({.name = "Third"});
+    ASSERT_EQ(lom_set_reference("Spare", "Main"), MOX_OK);
+    ASSERT_EQ(lom_set_reference("Spare", "Third"), MOX_OK);
+    EXPECT_EQ(record_of("Main")->ref_count, 1);
+    EXPECT_EQ(record_of("Third")->ref_count, 2);
+}
+
 TEST_F(ObjectReference, ThatNamedAMutexObjectLeavesNothingInThePoolWhenAllAreDeleted) {
     add_object({.name = "Third", .mutex_object = "Main"});
     lom_set_reference("Third", "Main");

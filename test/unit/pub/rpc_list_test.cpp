@@ -267,6 +267,13 @@ TEST(ValuesOfRecords, SkipARecordWhoseTypeIsNone) {
     EXPECT_EQ(pub_slist_rpc_to_varaint(list.get()), nullptr);
 }
 
+TEST(ValuesOfRecords, OfATextWithoutItsTerminatorAreNotReadPastTheirEnd) {
+    const RecordPtr record = owned(pub_data_to_rpc(4, "s", "xxxx"));
+    const BorrowingList list = pointers({record.get()});
+    const ValueList back(pub_slist_rpc_to_varaint(list.get()));
+    EXPECT_EQ(printed(back.get()), Texts{"''"});
+}
+
 TEST(ValuesOfRecords, OfNoListAreNone) {
     EXPECT_EQ(pub_slist_rpc_to_varaint(nullptr), nullptr);
 }
