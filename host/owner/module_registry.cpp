@@ -12,12 +12,7 @@ namespace mox::host {
 
 gint32 make_queue() {
     gint32 queue_id = -1;
-    gint32 result = osal_process_queue_create(&queue_id);
-    if (result == OSAL_OK && queue_id == 0) {
-        // Deleted only after the next one is made, or the system would give the same id again.
-        result = osal_process_queue_create(&queue_id);
-        osal_process_queue_delete(0);
-    }
+    const gint32 result = osal_process_queue_create(&queue_id);
     if (result != OSAL_OK) {
         pub_debug_print(MX_DBG_ERR, "no message queue: %s (%d).\n", osal_error_text(result),
                         result);

@@ -47,8 +47,7 @@ private:
     std::array<std::optional<JoinedModule>, highest_bitmap_id + 1> modules_;  // by bitmap id
 };
 
-// A queue of this process whose id is not 0, which stands for "no port"; 0 when there is none to be
-// had (logged).
+// A queue of this process; 0, which stands for "no port", when there is none to be had (logged).
 gint32 make_queue();
 
 }  // namespace mox::host
