@@ -5,12 +5,12 @@
 # Every level: enough to build and run the demonstration for the machine's own word size.
 packages_demo=(
     g++ cmake ninja-build pkg-config util-linux
-    libglib2.0-dev libjson-glib-dev libboost1.74-dev
+    libglib2.0-dev libjson-glib-dev libboost1.74-dev libmuparser-dev libsqlite3-dev
 )
 
 # What the tests and the checks need on top.
 packages_test=(
-    libgtest-dev libgmock-dev libmuparser-dev libsqlite3-dev
+    libgtest-dev libgmock-dev
     binutils clang-format clang-tidy file
 )
 

@@ -9,6 +9,9 @@
  *    taken.
  *  - Any thread of any process may call; two calls on one item are done one after the other.
  *  - No call ever calls back into the object store.
+ *  - A value whose save returned PER_OK or PER_NEW_ITEM is kept as long as its mode promises, also
+ *    when the process is killed or, for the lasting modes, power is lost right after the return.
+ *  - Values saved under different modes are different items, side by side.
  */
 #ifndef MOXPLAT_PERSIST_H
 #define MOXPLAT_PERSIST_H
@@ -21,13 +24,19 @@
 extern "C" {
 #endif
 
-/* How long a saved value lives. The store receives the mode as the caller gave it. */
+/* How long a saved value lives. The store receives the mode as the caller gave it: any number may
+ * arrive, so C++ is told the underlying type. */
+#ifdef __cplusplus
+typedef enum tag_PER_MODE_E : gint32 {
+#else
 typedef enum tag_PER_MODE_E {
+#endif
     PER_MODE_NOSUPPORT = -1, /* not saved at all */
-    PER_MODE_POWER_OFF = 0,  /* until power is taken away */
-    PER_MODE_RESET = 1,      /* until the controller is reset */
-    PER_MODE_PERMANENT = 2,  /* for good */
-    PER_MODE_BUTT = 3        /* end marker */
+    PER_MODE_POWER_OFF = 0,  /* also over a loss of power, until a restore to defaults */
+    PER_MODE_RESET = 1,     /* over restarts of processes, until power is lost or the machine starts
+                               anew, or a restore to defaults */
+    PER_MODE_PERMANENT = 2, /* also over a restore to defaults */
+    PER_MODE_BUTT = 3       /* end marker */
 } PER_MODE_E;
 
 /* Results of the store. */
@@ -57,7 +66,8 @@ typedef enum tag_per_error {
 } PER_ERROR_E;
 
 /* A saved value as a read delivers it; the store owns what the members point to until
- * cfg_read_free. */
+ * cfg_read_free. Both members are blocks of g_malloc, so that a remote handler can fill the record
+ * for the same release. */
 typedef struct tag_CFG_READ_S {
     gchar* type;       /* type string in its persisted form */
     guint32 size;      /* bytes at data_out */
