@@ -7,6 +7,7 @@
 #include <lom/lifecycle.h>
 #include <lom/lock.h>
 #include <lom/object.h>
+#include <lom/persist.h>
 #include <lom/property.h>
 #include <lom/registry.h>
 #include <lom/sharing.h>

@@ -37,6 +37,15 @@ gboolean _get_expression_data(OBJECT_HEAD_S* object_head, SERIALISED_PROPERTY_S*
 
 namespace mox {
 
+// An input of a formula: the property that is read and the formula's name for it, and the property
+// that remembers what the formula was last evaluated with.
+struct FormulaInput {
+    const gchar* name;
+    const gchar* cache_name;
+};
+inline constexpr FormulaInput kFormulaInputs[kExpressionInputs] = {
+    {"X", "Xcache"}, {"Y", "Ycache"}, {"Z", "Zcache"}};
+
 // Copies a property's stored value into a package. Called with the object's semaphore
 // held. Returns 0, or MOX_ERR_INTERNAL when the declared size is more than there is memory for.
 gint32 copy_stored_value(const SERIALISED_PROPERTY_S& property, TLV_S& tlv);
@@ -53,6 +62,9 @@ gint32 read_reference(const OBJECT_HEAD_S& object, const SERIALISED_PROPERTY_S& 
 // a formula's inputs. Returns 0, or MOX_ERR_SEMAPHORE when the value could not be written back.
 gint32 write_back(OBJECT_HEAD_S& object, SERIALISED_PROPERTY_S& property, const TLV_S& fresh,
                   const TLV_S (&inputs)[kExpressionInputs], bool inputs_changed);
+
+// Whether a value is of a property's type. value: not null.
+bool is_of_type(GVariant* value, const SERIALISED_PROPERTY_S& property);
 
 // Wraps a type and bytes into a value that owns the bytes (freed with g_free, also on failure).
 // Returns a floating value, or null for a type string that names no type.

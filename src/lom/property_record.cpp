@@ -35,6 +35,11 @@ bool is_trusted(const GVariantType* type, gconstpointer data, gsize size) {
 
 }  // namespace
 
+bool is_of_type(GVariant* value, const SERIALISED_PROPERTY_S& property) {
+    const TypeText text(property.type);
+    return g_str_equal(g_variant_get_type_string(value), text.text) != FALSE;
+}
+
 GVariant* value_of_bytes(const gchar* type, gpointer data, gsize size) {
     const TypeText text(type);
     const GVariantType* parsed = text.parsed();

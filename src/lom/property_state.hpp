@@ -38,7 +38,8 @@ inline bool is_writable(const OBJECT_HEAD_S& object) {
 
 // A string property marked as naming another object's property.
 inline bool is_reference(const SERIALISED_PROPERTY_S& property) {
-    return property.type[0] == 's' && property.type[3] == PUB_REFERENCE_MARKER;
+    return read_published(property.type[0]) == 's' &&
+           read_published(property.type[3]) == PUB_REFERENCE_MARKER;
 }
 
 inline bool has_accessor(const SERIALISED_PROPERTY_S& property) {

@@ -47,12 +47,14 @@ gint32 read_property(OBJECT_HEAD_S& object, SERIALISED_PROPERTY_S& property, gbo
     }
     TLV_S inputs[kExpressionInputs] = {};
     gboolean inputs_changed = FALSE;
-    if (!_get_expression_data(&object, &property, &tlv, inputs, &result, &inputs_changed,
-                              is_remote) &&
-        !_get_hardware_data(&object, &property, &tlv, &result, is_remote)) {
+    const bool is_formula = _get_expression_data(&object, &property, &tlv, inputs, &result,
+                                                 &inputs_changed, is_remote) != FALSE;
+    if (!is_formula && !_get_hardware_data(&object, &property, &tlv, &result, is_remote)) {
         return read_memory(object, property, tlv);
     }
-    if (result == MOX_OK && is_writable(object) && has_state(property, kAccessSync)) {
+    // What a formula gives for unchanged inputs was read from where it would be written to.
+    const bool is_fresh = !is_formula || inputs_changed;
+    if (result == MOX_OK && is_fresh && is_writable(object) && has_state(property, kAccessSync)) {
         result = write_back(object, property, tlv, inputs, inputs_changed != FALSE);
     }
     for (TLV_S& input : inputs) {

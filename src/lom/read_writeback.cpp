@@ -1,6 +1,8 @@
 // What a live read leaves behind: a fresh value that differs from the stored one is stored and
-// announced, so a live read of a writable object is also how a change of hardware is noticed. The
-// semaphore covers the bytes alone; the caches of a formula's inputs and the event come after it.
+// announced, so a live read of a writable object is also how a change of hardware is noticed. One
+// hold of the semaphore covers the value and the caches of a formula's inputs, so that no two
+// threads leave the result of one evaluation beside the inputs of another; the event comes after
+// it.
 #include <lom/event.h>
 #include <lom/registry.h>
 
@@ -16,8 +18,6 @@
 
 namespace mox {
 namespace {
-
-constexpr const gchar* kCacheNames[kExpressionInputs] = {"Xcache", "Ycache", "Zcache"};
 
 // Stores the fresh bytes when they differ. Returns the value to announce, or null. Called with the
 // semaphore held; the property's size stays as it is.
@@ -36,10 +36,11 @@ GVariant* store_if_new(SERIALISED_PROPERTY_S& property, const TLV_S& fresh) {
 }
 
 // Remembers the inputs that a formula was evaluated with, up to the first that has no cache or does
-// not fit it.
+// not fit it. Called with the semaphore held.
 void refresh_caches(OBJECT_HEAD_S& object, const TLV_S (&inputs)[kExpressionInputs]) {
     for (gsize index = 0; index < kExpressionInputs; ++index) {
-        SERIALISED_PROPERTY_S* cache = _get_property_node(&object, kCacheNames[index]);
+        SERIALISED_PROPERTY_S* cache =
+            _get_property_node(&object, kFormulaInputs[index].cache_name);
         const TLV_S& input = inputs[index];
         if (cache == nullptr || input.data == nullptr) {
             return;
@@ -51,8 +52,10 @@ void refresh_caches(OBJECT_HEAD_S& object, const TLV_S (&inputs)[kExpressionInpu
         if (result != 0) {
             return;
         }
-        cache->size = input.size;
-        std::memcpy(cache->type, input.type, PUB_TYPE_LENGTH);
+        publish(cache->size, gsize{input.size});
+        for (gsize at = 0; at < PUB_TYPE_LENGTH; ++at) {
+            publish(cache->type[at], input.type[at]);  // reads look for a marker before they lock
+        }
     }
 }
 
@@ -67,9 +70,9 @@ gint32 write_back(OBJECT_HEAD_S& object, SERIALISED_PROPERTY_S& property, const 
             return MOX_ERR_SEMAPHORE;
         }
         changed = store_if_new(property, fresh);
-    }
-    if (inputs_changed) {
-        refresh_caches(object, inputs);
+        if (inputs_changed) {
+            refresh_caches(object, inputs);
+        }
     }
     if (changed != nullptr) {
         const VariantPtr value(g_variant_ref_sink(changed));

@@ -25,7 +25,7 @@ gint32 store_resized(const OBJECT_HEAD_S& object, SERIALISED_PROPERTY_S& propert
         }
         shm_free(property.data);
         property.data = block;
-        property.capacity = size;
+        mox::publish(property.capacity, gsize{size});  // writers compare with it before they lock
     }
     mox::publish(property.size, gsize{size});  // live reads look at it before they lock
     mox::set_state(property, mox::kSynced);

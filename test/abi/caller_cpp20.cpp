@@ -1,5 +1,6 @@
 // A C++20 program that knows nothing but the public headers.
 #include <classnode.h>
+#include <expression.h>
 #include <ipcmsg.h>
 #include <lom.h>
 #include <moxlib/moxbase.h>

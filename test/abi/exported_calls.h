@@ -9,9 +9,11 @@
 #include <string.h>
 
 #ifdef __cplusplus
-#define AS(type, pointer) static_cast<type>(pointer)
+#define AS(type, pointer)    static_cast<type>(pointer)
+#define AS_DESTROY(function) reinterpret_cast<GDestroyNotify>(function)
 #else
-#define AS(type, pointer) ((type)(pointer))
+#define AS(type, pointer)    ((type)(pointer))
+#define AS_DESTROY(function) ((GDestroyNotify)(function))
 #endif
 
 static int failed_checks = 0;
@@ -235,6 +237,44 @@ static void call_property_functions(OBJ_HANDLE handle) {
     lom_property_batch_read();
 }
 
+static void call_write_functions(OBJ_HANDLE handle) {
+    static char name[] = "Speed";
+    GVariant* value = g_variant_ref_sink(g_variant_new_int32(8));
+    GSList* names = g_slist_append(NULL, name);
+    GSList* values = NULL;
+    gboolean is_taken = FALSE;
+    CHECK(lom_set_property_value(handle, "Speed", value, PER_MODE_NOSUPPORT, FALSE) == 0);
+    CHECK(lom_apply_property_value(handle, "Speed", value, PER_MODE_NOSUPPORT, APPLY_AUTO_MODE,
+                                   FALSE) == 0);
+    CHECK(lom_override_property_value(handle, "Speed", value, PROPERTY_OVERRIDE, &is_taken) == 0);
+    CHECK(is_taken);
+    CHECK(lom_set_property_value(handle, "Speed", value, PER_MODE_NOSUPPORT, FALSE) ==
+          MOX_ERR_OVERRIDDEN);
+    CHECK(lom_override_property_value(handle, "Speed", NULL, PROPERTY_CANCEL_OVERRIDE, NULL) == 0);
+    CHECK(lom_multiget_property_value(handle, names, &values) == 0);
+    CHECK(values != NULL && g_variant_get_int32(AS(GVariant*, values->data)) == 8);
+    g_slist_free_full(values, AS_DESTROY(g_variant_unref));
+    g_slist_free(names);
+    g_variant_unref(value);
+    value = exp_get_value("i", 5, 0, 0, "X & 4");
+    CHECK(value != NULL && g_variant_get_int32(value) == 4);
+    g_variant_unref(value);
+}
+
+/* No store is open in this process. */
+static void call_persistence_functions(OBJ_HANDLE handle) {
+    GVariant* value = NULL;
+    gboolean is_saved = FALSE;
+    CHECK(lom_save_property_value(handle, "Speed", NULL, PER_MODE_PERMANENT, FALSE, FALSE) ==
+          PER_ERROR_CFG_INIT_FAIL);
+    CHECK(lom_get_saved_value(handle, "Speed", &value, PER_MODE_PERMANENT, FALSE) ==
+          PER_ERROR_CFG_INIT_FAIL);
+    CHECK(lom_is_property_value_saved(handle, "Speed", PER_MODE_PERMANENT, FALSE, &is_saved) ==
+          PER_ERROR_CFG_INIT_FAIL);
+    CHECK(lom_set_property_save_type(handle, "Speed", FALSE) == 0);
+    CHECK(lom_reset_property_status("Fan1", "Speed", 2) == 0);
+}
+
 static void call_hardware_functions(OBJ_HANDLE handle) {
     GHashTable* family = g_hash_table_new(g_direct_hash, g_direct_equal);
     GVariant* value = NULL;
@@ -316,6 +356,8 @@ static int call_every_function(void) {
     handle = call_building_functions();
     call_registry_functions(handle, nowhere);
     call_property_functions(handle);
+    call_write_functions(handle);
+    call_persistence_functions(handle);
     call_hardware_functions(handle);
     call_sharing_functions(handle);
     call_message_functions(fan);

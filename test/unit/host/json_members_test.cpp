@@ -12,7 +12,7 @@ TEST(ProfileMembers, ThatAreUnknownAreNamedBesideTheKnownOnes) {
               "classes[0]: unknown member \"parnet\"; known are name, parent, module, properties");
     EXPECT_EQ(fault_of(value_text("i", R"({"valeu": 1})")),
               "objects[0] \"o\" property \"P\": unknown member \"valeu\"; known are value, "
-              "accessor, mode");
+              "accessor, mode, persist");
 }
 
 TEST(ProfileMembers, ThatAreMissingAreNamed) {

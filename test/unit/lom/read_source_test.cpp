@@ -169,12 +169,23 @@ TEST_F(ReadSource, OfALiveReadGivesZerosBehindAShorterAnswer) {
     EXPECT_EQ(live_value("Fan1", "Speed"), "uint32 5");
 }
 
-TEST_F(ReadSource, OfALiveReadOfAnExpressionObjectIsTheAccessorLikeAnywhere) {
+TEST_F(ReadSource, OfALiveReadIsTheFormulaBeforeTheAccessor) {
     add_object({.name = "Sum",
                 .class_name = "Expression",
-                .properties = {number<gdouble>("Value", "d", 4.5, "rw", "Adc")}});
+                .properties = {number<gdouble>("Value", "d", 4.5, "rw", "Adc"),
+                               text("Formula", "X+Y+Z"), number<gdouble>("X", "d", 1),
+                               number<gdouble>("Y", "d", 2), number<gdouble>("Z", "d", 3)}});
     fake::driver_program_value<gdouble>("Adc", 0.25);
-    EXPECT_EQ(live_value("Sum", "Value"), "0.25");
+    EXPECT_EQ(live_value("Sum", "Value"), "6.0");
+    EXPECT_TRUE(fake::driver_reads().empty());
+}
+
+TEST_F(ReadSource, OfALiveReadIsTheAccessorForOtherPropertiesOfAnExpressionObject) {
+    add_object({.name = "Sum",
+                .class_name = "Expression",
+                .properties = {number<gdouble>("X", "d", 4.5, "rw", "Adc")}});
+    fake::driver_program_value<gdouble>("Adc", 0.25);
+    EXPECT_EQ(live_value("Sum", "X"), "0.25");
 }
 
 // A scalar of 12 bytes: the hardware and the record have room for eight.

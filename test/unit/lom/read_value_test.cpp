@@ -178,17 +178,5 @@ TEST_F(ValueRead, OfAnObjectThatStandsForAnotherIsTheOthers) {
     EXPECT_EQ(stored_value("Alias", "Speed"), "uint32 1200");
 }
 
-TEST_F(ValueRead, OfAnExpressionObjectIsLikeAnyOther) {
-    add_object({.name = "Sum",
-                .class_name = "Expression",
-                .properties = {number<gdouble>("Value", "d", 4.5), text("Formula", "X+Y+Z"),
-                               number<gdouble>("X", "d", 1), number<gdouble>("Y", "d", 2),
-                               number<gdouble>("Z", "d", 3), number<gdouble>("Xcache", "d", 0)}});
-    set_writable("Sum");
-    EXPECT_EQ(live_value("Sum", "Value"), "4.5");
-    EXPECT_EQ(stored_value("Sum", "Value"), "4.5");
-    EXPECT_EQ(stored_value("Sum", "Xcache"), "0.0");
-}
-
 }  // namespace
 }  // namespace mox::test

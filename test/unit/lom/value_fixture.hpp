@@ -6,13 +6,14 @@
 //   EXPECT_EQ(sent_events(), Texts{"7: Fan1.Speed = uint32 1300"});
 //   EXPECT_EQ(messages_of([] { ... }), Texts{"ERR Accessor Acc is not exist.\n"});
 //
-// Every test ends with a look at the platform: no message was sent and no driver call was made by a
-// thread that held an object's semaphore.
+// Every test ends with a look at the platform: no message was sent, no driver call and no call of
+// the store was made by a thread that held an object's semaphore, and no saved value is left over.
 #ifndef MOX_TEST_VALUE_FIXTURE_HPP
 #define MOX_TEST_VALUE_FIXTURE_HPP
 
 #include <classnode.h>
 #include <ipcmsg.h>
+#include <moxfake/persist.h>
 
 #include <algorithm>
 #include <cctype>
@@ -189,6 +190,7 @@ protected:
 
     void SetUp() override {
         ObjectFixture::SetUp();
+        mox::fake::persist_reset();
         ipc_msg_set_port(kOwnPort);
     }
 
@@ -202,7 +204,11 @@ protected:
         for (const auto& write : mox::fake::driver_writes()) {
             EXPECT_EQ(write.semaphores_held, 0U) << "writing " << write.accessor;
         }
+        for (const auto& call : mox::fake::persist_calls()) {
+            EXPECT_EQ(call.semaphores_held, 0U) << "keeping " << call.object << "." << call.name;
+        }
         EXPECT_EQ(mox::fake::driver_live_properties(), 0U) << "named values were not freed";
+        EXPECT_EQ(mox::fake::persist_live_reads(), 0) << "saved values were not freed";
         ObjectFixture::TearDown();
     }
 };

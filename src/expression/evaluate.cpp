@@ -1,0 +1,103 @@
+// Formulas through the C interface of the formula library: a parser for each evaluation, nothing
+// kept between two. That interface hands out all its texts in one static buffer, into which it
+// writes without a look at the length: evaluations of all threads are done one after the other, and
+// a text that leaves no room in the buffer for a message around it never gets there.
+#include <expression.h>
+#include <muParserDLL.h>
+#include <pub.h>
+
+#include <cstring>
+#include <memory>
+#include <type_traits>
+
+#include "base/glib_ptr.hpp"
+#include "base/mutex_guard.hpp"
+#include "expression/integer.hpp"
+#include "expression/operators.hpp"
+
+namespace {
+
+constexpr gsize kLongestFormula = 1930;
+
+GMutex g_evaluation_mutex;
+
+struct ReleaseParser {
+    void operator()(muParserHandle_t parser) const { mupRelease(parser); }
+};
+using ParserPtr = std::unique_ptr<std::remove_pointer_t<muParserHandle_t>, ReleaseParser>;
+
+void log_wrong_formula(muParserHandle_t parser) {
+    pub_debug_print(MX_DBG_ERR, "wrong format in formula string: %s\n", mupGetExpr(parser));
+    pub_debug_print(MX_DBG_ERR, "Message:  %s\n", mupGetErrorMsg(parser));
+    pub_debug_print(MX_DBG_ERR, "Token:    %s\n", mupGetErrorToken(parser));
+}
+
+void log_long_formula(const gchar* formula) {
+    const mox::CharPtr beginning(g_strndup(formula, PUB_NAME_LENGTH));
+    pub_debug_print(MX_DBG_ERR, "wrong format in formula string: %s\n", beginning.get());
+    pub_debug_print(MX_DBG_ERR, "Message:  %s\n", "the formula is longer than 1930 characters");
+    pub_debug_print(MX_DBG_ERR, "Token:    %s\n", "");
+}
+
+// They bind as multiplication does, and are never computed ahead: a remainder by zero is told of
+// once for each evaluation.
+void define_operators(muParserHandle_t parser) {
+    constexpr muInt_t precedence = 6;
+    constexpr muInt_t left_associative = 0;
+    constexpr muBool_t no_optimisation = 0;
+    mupDefineOprt(parser, "%", mox::remainder_operator, precedence, left_associative,
+                  no_optimisation);
+    mupDefineOprt(parser, "&", mox::and_operator, precedence, left_associative, no_optimisation);
+    mupDefineOprt(parser, "|", mox::or_operator, precedence, left_associative, no_optimisation);
+}
+
+// The formula's number. Returns whether there was a parser; a wrong formula counts as 0.
+bool evaluate(const gchar* formula, gdouble varx, gdouble vary, gdouble varz, gdouble& result) {
+    const mox::MutexGuard one_at_a_time(g_evaluation_mutex);
+    const ParserPtr parser(mupCreate(muBASETYPE_FLOAT));
+    if (!parser) {
+        return false;
+    }
+    if (strnlen(formula, kLongestFormula + 1) > kLongestFormula) {
+        log_long_formula(formula);
+        return true;
+    }
+    mupSetErrorHandler(parser.get(), log_wrong_formula);
+    define_operators(parser.get());
+    mupSetExpr(parser.get(), formula);
+    mupDefineConst(parser.get(), "X", varx);
+    mupDefineConst(parser.get(), "Y", vary);
+    mupDefineConst(parser.get(), "Z", varz);
+    result = mupEval(parser.get());
+    return true;
+}
+
+GVariant* value_of_type(gchar type, gdouble result) {
+    switch (type) {
+        case 'd':
+            return g_variant_new_double(result);
+        case 'i':
+            return g_variant_new_int32(mox::to_int32(result));
+        case 'n':
+            return g_variant_new_int16(static_cast<gint16>(mox::to_int32(result)));
+        case 'q':
+            return g_variant_new_uint16(static_cast<guint16>(mox::to_uint32(result)));
+        case 'u':
+            return g_variant_new_uint32(mox::to_uint32(result));
+        case 'y':
+            return g_variant_new_byte(static_cast<guint8>(mox::to_uint32(result)));
+        default:
+            return nullptr;
+    }
+}
+
+}  // namespace
+
+GVariant* exp_get_value(const gchar* type, gdouble varx, gdouble vary, gdouble varz,
+                        const gchar* formula_str) {
+    gdouble result = 0.0;
+    if (formula_str == nullptr || !evaluate(formula_str, varx, vary, varz, result)) {
+        return nullptr;
+    }
+    return type == nullptr ? nullptr : value_of_type(type[0], result);
+}

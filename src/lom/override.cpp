@@ -1,0 +1,130 @@
+// Forcing a value from outside: it hides hardware and formulas and blocks writes until it is
+// cancelled. It works on read-only objects and is never saved.
+#include <lom/event.h>
+#include <lom/property.h>
+#include <lom/registry.h>
+
+#include <string>
+#include <vector>
+
+#include "lom/hooks.hpp"
+#include "lom/new_value.hpp"
+#include "lom/object_ref.hpp"
+#include "lom/property_state.hpp"
+#include "lom/reference_path.hpp"
+#include "lom/semaphore_guard.hpp"
+
+namespace {
+
+// A reference property on the way to the one that is overridden.
+struct Referrer {
+    OBJ_HANDLE handle;
+    std::string property_name;
+};
+
+// Under the object's semaphore: ends an override, or reads where a reference leads.
+gint32 cancel_or_split(const OBJECT_HEAD_S& object, SERIALISED_PROPERTY_S& property,
+                       PROPERTY_STATE mode, mox::ReferenceTarget& next) {
+    const mox::SemaphoreGuard semaphore(object);
+    if (!semaphore) {
+        return MOX_ERR_SEMAPHORE;
+    }
+    if (mode == PROPERTY_CANCEL_OVERRIDE) {
+        mox::clear_state(property, mox::kOverride);
+        return MOX_OK;
+    }
+    return mox::is_reference(property) ? mox::split_reference(property, next)
+                                       : static_cast<gint32>(MOX_OK);
+}
+
+gint32 force_here(const OBJECT_HEAD_S& object, SERIALISED_PROPERTY_S& property,
+                  const mox::NewValue* value) {
+    const mox::SemaphoreGuard semaphore(object);
+    if (!semaphore) {
+        return MOX_ERR_SEMAPHORE;
+    }
+    if (value != nullptr) {
+        value->store(property);
+    }
+    mox::set_state(property, mox::kOverride);
+    return MOX_OK;
+}
+
+// Stores the forced value, here or where the record can be enlarged. Without such a process nothing
+// is stored nor forced; the value is announced all the same.
+gint32 force(const OBJECT_HEAD_S& object, SERIALISED_PROPERTY_S& property,
+             const mox::NewValue& value) {
+    if (value.fits(property)) {
+        return force_here(object, property, &value);
+    }
+    if (g_remote_set_func == nullptr) {
+        return MOX_OK;
+    }
+    const gint32 result = g_remote_set_func(object.object_name, property.name, value.get());
+    return result != MOX_OK ? result : force_here(object, property, nullptr);
+}
+
+// Works at the property that is named, or at the end of the references from there, which are
+// collected on the way.
+gint32 override_target(OBJ_HANDLE handle, const gchar* name, GVariant* new_value,
+                       PROPERTY_STATE mode, gboolean& is_taken, std::vector<Referrer>& referrers) {
+    mox::CycleWatch watch;
+    mox::ReferenceTarget next;
+    for (;;) {
+        const mox::ObjectRef object = mox::find_local(handle);
+        if (!object) {
+            return MOX_ERR_OBJECT_NOT_FOUND;
+        }
+        if (mode != PROPERTY_OVERRIDE && mode != PROPERTY_CANCEL_OVERRIDE) {
+            return MOX_ERR_NOT_PERMITTED;
+        }
+        SERIALISED_PROPERTY_S* property = nullptr;
+        gint32 result = mox::find_property(*object, name, &property);
+        if (result != MOX_OK) {
+            return result;
+        }
+        const bool is_reference = mox::is_reference(*property);
+        if (is_reference && mode == PROPERTY_OVERRIDE) {
+            if (watch.is_repeated(property)) {
+                return MOX_ERR_INTERNAL;
+            }
+            referrers.push_back({handle, name});
+        }
+        result = cancel_or_split(*object, *property, mode, next);
+        if (result != MOX_OK || mode == PROPERTY_CANCEL_OVERRIDE) {
+            return result;
+        }
+        if (!is_reference) {
+            const mox::NewValue value(new_value, *property);
+            if (value.code() != MOX_OK) {
+                return value.code();
+            }
+            is_taken = TRUE;
+            result = force(*object, *property, value);
+            return result != MOX_OK ? result : lom_property_event(handle, name, value.get(), TRUE);
+        }
+        handle = lom_get_object_handle(next.object_name);
+        name = next.property_name();
+        if (handle == 0) {
+            return MOX_ERR_OBJECT_NOT_FOUND;
+        }
+    }
+}
+
+}  // namespace
+
+gint32 lom_override_property_value(OBJ_HANDLE obj_handle, const gchar* property_name,
+                                   GVariant* property_value, PROPERTY_STATE mode,
+                                   gboolean* modified) {
+    gboolean unasked = FALSE;
+    gboolean& is_taken = modified == nullptr ? unasked : *modified;
+    std::vector<Referrer> referrers;
+    gint32 result =
+        override_target(obj_handle, property_name, property_value, mode, is_taken, referrers);
+    // Whoever listens to a reference is told, too, from the target outwards.
+    for (auto at = referrers.rbegin(); at != referrers.rend() && result == MOX_OK && is_taken;
+         ++at) {
+        result = lom_property_event(at->handle, at->property_name.c_str(), property_value, TRUE);
+    }
+    return result;
+}
