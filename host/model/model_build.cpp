@@ -7,8 +7,12 @@
 #include <lom.h>
 #include <shmem.h>
 
+#include <algorithm>
+#include <optional>
 #include <unordered_map>
 #include <vector>
+
+#include "model/saved_state.hpp"
 
 namespace mox::host {
 namespace {
@@ -41,20 +45,22 @@ std::string build_classes(const std::vector<ClassDef>& classes, const std::strin
     return {};
 }
 
-CONST_TLV_S package(const PropertyValue& property) {
+// bytes: outlive the package.
+CONST_TLV_S package(const PropertyValue& property, const std::string& bytes) {
     CONST_TLV_S tlv = {};
     property.type.copy(tlv.type, sizeof tlv.type - 1);
     if (property.kind == PropertyKind::reference) {
         tlv.type[marker_byte] = PUB_REFERENCE_MARKER;
     }
-    tlv.size = static_cast<guint32>(property.bytes.size());
-    tlv.data = property.bytes.data();
+    tlv.size = static_cast<guint32>(bytes.size());
+    tlv.data = bytes.data();
     return tlv;
 }
 
 // False when the pool had no room for the value or the accessor's name.
-bool fill_property(OBJECT_HEAD_S* record, guint32 at, const PropertyValue& property) {
-    const CONST_TLV_S tlv = package(property);
+bool fill_property(OBJECT_HEAD_S* record, guint32 at, const PropertyValue& property,
+                   const std::string& bytes) {
+    const CONST_TLV_S tlv = package(property, bytes);
     lom_init_property(record, at, property.name.c_str(), &tlv, property.mode.c_str());
     if (!property.accessor.empty()) {
         lom_init_accessor(record, at, property.accessor.c_str(),
@@ -66,8 +72,11 @@ bool fill_property(OBJECT_HEAD_S* record, guint32 at, const PropertyValue& prope
 
 class ObjectBuilder {
 public:
-    explicit ObjectBuilder(const std::vector<ObjectDef>& objects)
-        : objects_(objects), is_built_(objects.size(), false) {
+    ObjectBuilder(const std::vector<ObjectDef>& objects, const std::string& owner_name, Saved saved)
+        : objects_(objects),
+          owner_name_(owner_name),
+          saved_(saved),
+          is_built_(objects.size(), false) {
         for (std::size_t at = 0; at < objects.size(); ++at) {
             index_.emplace(objects[at].name, at);
         }
@@ -90,7 +99,7 @@ public:
     }
 
 private:
-    static std::string make(const ObjectDef& object) {
+    std::string make(const ObjectDef& object) const {
         const bool is_physical = object.kind == ObjectKind::physical;
         auto* const record = static_cast<OBJECT_HEAD_S*>(lom_create_object_embryo(
             static_cast<guint32>(object.properties.size()), object.name.c_str(),
@@ -104,30 +113,45 @@ private:
                    "\": the system's shared-memory segments are used up (kernel.shmmni, "
                    "kernel.shmall)";
         }
-        bool has_accessor = false;
         guint32 at = 0;
         for (const PropertyValue& property : object.properties) {
-            has_accessor = has_accessor || !property.accessor.empty();
-            if (!fill_property(record, at++, property)) {
+            std::optional<std::string> bytes;
+            if (saved_ == Saved::restore) {
+                bytes = saved_value(object, property);
+            }
+            if (!fill_property(record, at++, property, bytes.value_or(property.bytes))) {
                 return exhausted("property", object.name + '.' + property.name);
             }
         }
         lom_mutex_object(record);
-        publish(object, record, has_accessor ? OBJECT_READ_WRITE : OBJECT_READ_ONLY);
+        publish(object, record);
         return {};
     }
 
     // A writable object's live reads are written back and announced.
-    static void publish(const ObjectDef& object, OBJECT_HEAD_S* record,
-                        OBJECT_CAPABILITY capability) {
+    OBJECT_CAPABILITY capability_of(const ObjectDef& object) const {
+        const bool is_own = is_owned_by(object, owner_name_);
+        const bool is_writable = std::any_of(
+            object.properties.begin(), object.properties.end(), [is_own](const PropertyValue& at) {
+                return !at.accessor.empty() || (is_own && at.persist != PersistMode::none);
+            });
+        return is_writable ? OBJECT_READ_WRITE : OBJECT_READ_ONLY;
+    }
+
+    void publish(const ObjectDef& object, OBJECT_HEAD_S* record) const {
         const OBJ_HANDLE handle = lom_add_object(record);
         lom_set_module(handle, cls_get_module(cls_get_class(object.class_name.c_str())));
-        lom_set_writable(handle, capability);
+        lom_set_writable(handle, capability_of(object));
         cls_add_object(object.class_name.c_str(), handle);
+        if (saved_ == Saved::restore) {
+            take_saved_states(object);
+        }
         lom_ready_object(record);
     }
 
     const std::vector<ObjectDef>& objects_;
+    const std::string& owner_name_;
+    Saved saved_;
     std::vector<bool> is_built_;
     std::unordered_map<std::string, std::size_t> index_;
 };
@@ -138,9 +162,13 @@ MDL_HANDLE module_handle(const std::string& module_name) {
     return const_cast<gchar*>(g_intern_string(module_name.c_str()));
 }
 
-std::string build_model(const Profile& profile, const std::string& owner_name) {
+bool is_owned_by(const ObjectDef& object, const std::string& module_name) {
+    return cls_get_module(cls_get_class(object.class_name.c_str())) == module_handle(module_name);
+}
+
+std::string build_model(const Profile& profile, const std::string& owner_name, Saved saved) {
     std::string cause = build_classes(profile.classes, owner_name);
-    ObjectBuilder builder(profile.objects);
+    ObjectBuilder builder(profile.objects, owner_name, saved);
     for (std::size_t at = 0; at < profile.objects.size() && cause.empty(); ++at) {
         cause = builder.build(at);
     }

@@ -13,11 +13,16 @@ namespace mox::host {
 // The handle under which the object model knows a module: the same for equal names, valid for ever.
 MDL_HANDLE module_handle(const std::string& module_name);
 
+// Whether the module has the object's class, and so may write the object.
+bool is_owned_by(const ObjectDef& object, const std::string& module_name);
+
 // Registers every class, then builds every object up to ready. The pool exists and the semaphore
-// hooks are installed. owner_name: the module that has the classes without one. Once in a process's
-// life. Returns an empty string, or why the model could not be built: the pool or the semaphores
-// ran out; then the pool is to be thrown away.
-std::string build_model(const Profile& profile, const std::string& owner_name);
+// hooks are installed. owner_name: the module that has the classes without one. saved: whether the
+// persistence library has a store open; values and save states are taken from it then. Once in a
+// process's life. Returns an empty string, or why the model could not be built: the pool or the
+// semaphores ran out; then the pool is to be thrown away.
+enum class Saved { none, restore };
+std::string build_model(const Profile& profile, const std::string& owner_name, Saved saved);
 
 }  // namespace mox::host
 

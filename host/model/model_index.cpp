@@ -5,19 +5,19 @@
 
 namespace mox::host {
 
-ModelIndex::ModelIndex(const Profile& profile) : profile_(profile), classes_(profile.classes) {
-    for (const ObjectDef& object : profile.objects) {
-        objects_.emplace(object.name, &object);
-    }
-}
+ModelIndex::ModelIndex(const Profile& profile)
+    : profile_(profile), classes_(profile.classes), objects_(profile.objects) {}
 
 const ClassDef* ModelIndex::find_class(const std::string& name) const {
     return classes_.find(name);
 }
 
 const ObjectDef* ModelIndex::find_object(const std::string& name) const {
-    const auto found = objects_.find(name);
-    return found == objects_.end() ? nullptr : found->second;
+    return objects_.find(name);
+}
+
+PropertyPlace ModelIndex::follow(const std::string& object, const std::string& property) const {
+    return objects_.follow(object, property);
 }
 
 std::vector<const ObjectDef*> ModelIndex::objects_of(const std::string& class_name) const {

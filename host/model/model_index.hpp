@@ -4,11 +4,11 @@
 #define MOXHOST_MODEL_MODEL_INDEX_HPP
 
 #include <string>
-#include <unordered_map>
 #include <vector>
 
 #include "profile/class_list.hpp"
 #include "profile/profile.hpp"
+#include "profile/reference_target.hpp"
 
 namespace mox::host {
 
@@ -21,6 +21,10 @@ public:
     const ClassDef* find_class(const std::string& name) const;
     const ObjectDef* find_object(const std::string& name) const;
 
+    // The property that a name stands for in the end: references are followed. Members are null for
+    // an unknown object or property.
+    PropertyPlace follow(const std::string& object, const std::string& property) const;
+
     // The objects of a class and of those that derive from it, in the profile's order; "" means
     // all.
     std::vector<const ObjectDef*> objects_of(const std::string& class_name) const;
@@ -30,7 +34,7 @@ public:
 private:
     const Profile& profile_;
     ClassIndex classes_;
-    std::unordered_map<std::string, const ObjectDef*> objects_;
+    ObjectIndex objects_;
 };
 
 // Whether the class has the property, of its own or inherited.

@@ -13,6 +13,15 @@ inline void set_error(GError** error, MoxHostError code, const std::string& mess
     g_set_error_literal(error, MOXHOST_ERROR, code, message.c_str());
 }
 
+// Whether a name can be sent; sets the error when it cannot. what: such as "object".
+inline bool check_text(const gchar* text, const char* what, GError** error) {
+    if (text != nullptr && g_utf8_validate(text, -1, nullptr) != FALSE) {
+        return true;
+    }
+    set_error(error, MOXHOST_ERROR_NOT_FOUND, std::string("the ") + what + " name is not UTF-8");
+    return false;
+}
+
 }  // namespace mox::host
 
 #endif

@@ -11,12 +11,12 @@
 
 #include <condition_variable>
 #include <cstring>
-#include <ctime>
 #include <deque>
 #include <mutex>
 #include <vector>
 
 #include "module/message_check.hpp"
+#include "wire/read_stamp_table.hpp"
 
 namespace mox::host {
 namespace {
@@ -25,12 +25,6 @@ constexpr std::size_t most_waiting = 1024;  // messages in the backlog
 constexpr int most_in_a_row = 64;           // call-backs before other sources get their turn
 constexpr std::size_t receive_room = 65540;
 constexpr int wait_for_message = 1;
-
-gint64 now_ns() {
-    timespec now = {};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return gint64{now.tv_sec} * 1000000000 + now.tv_nsec;
-}
 
 struct Waiting {
     std::vector<guint8> bytes;
@@ -197,7 +191,7 @@ void Inbox::read(const std::shared_ptr<State>& state) {
     while (!state->ends()) {
         const gint32 got = osal_process_queue_receive(state->queue_id, buffer.data(), buffer.size(),
                                                       wait_for_message);
-        const gint64 arrival_ns = now_ns();
+        const gint64 arrival_ns = wire::now_ns();
         if (state->ends()) {
             return;
         }

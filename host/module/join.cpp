@@ -14,6 +14,7 @@
 #include "module/object_hooks.hpp"
 #include "module/owner_link.hpp"
 #include "module/pool_attach.hpp"
+#include "module/store_hooks.hpp"
 #include "wire/interface.hpp"
 #include "wire/record_layout.hpp"
 #include "wire/run_directory.hpp"
@@ -100,6 +101,7 @@ MoxHostModule* make_module(const gchar* name, MOX_MODULE_TYPE type, const Grant&
     lom_set_module_type(type);
     ipc_msg_set_port(grant.queue_id);
     install_object_hooks(grant.pool_bytes);
+    install_store_hooks();
     module->inbox = std::make_unique<Inbox>(grant.queue_id);
     return module.release();
 }
@@ -159,6 +161,8 @@ void moxhost_leave(MoxHostModule* module) {
     }
     lost_inbox = nullptr;
     module->inbox.reset();
+    remove_store_hooks();
+    remove_object_hooks();
     // Without an answer the owner notices the closed connection, or is gone itself.
     owner_link().call("Leave", nullptr, wire::empty_reply, nullptr);
     owner_link().close();

@@ -9,9 +9,10 @@
 #include <atomic>
 #include <cstring>
 
-#include "module/owner_link.hpp"
+#include "module/hook_call.hpp"
 #include "module/pool_attach.hpp"
 #include "wire/interface.hpp"
+#include "wire/value_copy.hpp"
 
 namespace mox::host {
 namespace {
@@ -28,12 +29,9 @@ struct Answer {
 
 // The reply to a call that answers with a status and bytes; the status is MOX_ERR_INTERNAL when the
 // call itself fails.
-Answer ask(const char* method, GVariant* arguments) {
-    GError* error = nullptr;
-    const VariantPtr reply = owner_link().call(method, arguments, wire::record_reply, &error);
+Answer ask_bytes(const char* method, GVariant* arguments) {
+    const VariantPtr reply = ask(method, arguments, wire::record_reply);
     if (!reply) {
-        pub_debug_print(MX_DBG_ERR, "%s.\n", error->message);
-        g_error_free(error);
         return {MOX_ERR_INTERNAL, nullptr};
     }
     Answer answer = {0, nullptr};
@@ -41,10 +39,6 @@ Answer ask(const char* method, GVariant* arguments) {
     g_variant_get(reply.get(), "(i@ay)", &answer.status, &bytes);
     answer.bytes.reset(bytes);
     return answer;
-}
-
-bool is_utf8(const gchar* text) {
-    return text != nullptr && g_utf8_validate(text, -1, nullptr) != FALSE;
 }
 
 bool is_in_pool(gconstpointer pointer, gsize length) {
@@ -66,7 +60,7 @@ OBJECT_HEAD_S* copy_object(const gchar* object_name, gsize size) {
     if (size != sizeof(OBJECT_HEAD_S) || !is_utf8(object_name)) {
         return nullptr;
     }
-    const Answer answer = ask("CopyObject", g_variant_new("(s)", object_name));
+    const Answer answer = ask_bytes("CopyObject", g_variant_new("(s)", object_name));
     if (answer.status != MOX_OK) {
         return nullptr;
     }
@@ -95,8 +89,9 @@ gint32 remote_get(const gchar* object_name, const gchar* property_name, gint32 o
         length > wire::max_remote_bytes) {
         return MOX_ERR_BAD_ARGUMENT;
     }
-    const Answer answer = ask("RemoteGet", g_variant_new("(ssiu)", object_name, property_name,
-                                                         offset, static_cast<guint32>(length)));
+    const Answer answer = ask_bytes(
+        "RemoteGet",
+        g_variant_new("(ssiu)", object_name, property_name, offset, static_cast<guint32>(length)));
     if (answer.status != MOX_OK) {
         return answer.status;
     }
@@ -108,12 +103,31 @@ gint32 remote_get(const gchar* object_name, const gchar* property_name, gint32 o
     return MOX_OK;
 }
 
+// Called for a value that does not fit its room here.
+gint32 remote_set(const gchar* object_name, const gchar* property_name, GVariant* value) {
+    if (!is_utf8(object_name) || !is_utf8(property_name) || value == nullptr) {
+        return MOX_ERR_BAD_ARGUMENT;
+    }
+    if (g_variant_get_size(value) > wire::max_remote_bytes) {
+        return MOX_ERR_MESSAGE_TOO_BIG;
+    }
+    return ask_status("RemoteSet",
+                      g_variant_new("(ssv)", object_name, property_name, wire::copy_value(value)));
+}
+
 }  // namespace
 
 void install_object_hooks(guint64 pool_bytes) {
     mapped_bytes.store(pool_bytes, std::memory_order_relaxed);
     lom_set_copy_func(copy_object);
     lom_set_remote_get_property_func(remote_get);
+    lom_set_modify_func(remote_set);
+}
+
+void remove_object_hooks() {
+    lom_set_modify_func(nullptr);
+    lom_set_remote_get_property_func(nullptr);
+    lom_set_copy_func(nullptr);
 }
 
 }  // namespace mox::host

@@ -6,9 +6,12 @@
 
 namespace mox::host {
 
-// Installs the copy function and the remote hardware read. pool_bytes: the pool's size. Once. They
-// stay for the process's life: without a connection they find nothing.
+// Installs the copy function, the remote hardware read and the storing of values beyond their room.
+// pool_bytes: the pool's size. At the join.
 void install_object_hooks(guint64 pool_bytes);
+
+// Takes them out. At the end; no other thread uses the object store then.
+void remove_object_hooks();
 
 }  // namespace mox::host
 

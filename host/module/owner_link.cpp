@@ -79,7 +79,16 @@ void set_connect_error(const GError& cause, const std::string& run_dir, GError**
 MoxHostError code_of(const char* name) {
     if (g_strcmp0(name, wire::error_mismatch) == 0) return MOXHOST_ERROR_MISMATCH;
     if (g_strcmp0(name, wire::error_not_found) == 0) return MOXHOST_ERROR_NOT_FOUND;
+    if (g_strcmp0(name, wire::error_failed) == 0) return MOXHOST_ERROR_FAILED;
     return MOXHOST_ERROR_REFUSED;
+}
+
+// The connection's own thread may have made the message, so GLib reads it: see tsan_glib.cpp.
+std::string message_of(const GError& error) {
+    gchar* const copy = g_strdup(error.message);
+    std::string message = copy;
+    g_free(copy);
+    return message;
 }
 
 void set_call_error(const char* method, GError& cause, GError** error) {
@@ -87,14 +96,14 @@ void set_call_error(const char* method, GError& cause, GError** error) {
     const std::string call = std::string("call ") + method;
     if (name != nullptr) {
         g_dbus_error_strip_remote_error(&cause);
-        set_error(error, code_of(name), call + " refused: " + cause.message);
+        set_error(error, code_of(name), call + " refused: " + message_of(cause));
     } else if (g_error_matches(&cause, G_IO_ERROR, G_IO_ERROR_TIMED_OUT) != FALSE) {
         set_error(error, MOXHOST_ERROR_TIMEOUT,
                   call + ": the owner did not answer within " +
                       std::to_string(MOXHOST_CALL_TIMEOUT_MS) + " ms");
     } else {
         set_error(error, MOXHOST_ERROR_LOST,
-                  call + ": " + cause.message + "; the connection to the owner is gone");
+                  call + ": " + message_of(cause) + "; the connection to the owner is gone");
     }
     g_free(name);
 }

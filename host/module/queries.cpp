@@ -11,14 +11,6 @@
 namespace mox::host {
 namespace {
 
-bool check_text(const gchar* text, const char* what, GError** error) {
-    if (text != nullptr && g_utf8_validate(text, -1, nullptr) != FALSE) {
-        return true;
-    }
-    set_error(error, MOXHOST_ERROR_NOT_FOUND, std::string("the ") + what + " name is not UTF-8");
-    return false;
-}
-
 // The handle of a name that is known here; unlike the library's, it makes none.
 OBJ_HANDLE known_handle(const gchar* object_name) {
     return static_cast<OBJ_HANDLE>(g_quark_try_string(object_name));

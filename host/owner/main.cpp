@@ -26,20 +26,31 @@ using StringPtr = std::unique_ptr<gchar, FreeString>;
 struct Options {
     StringPtr profile;
     StringPtr run_dir;
+    StringPtr state_dir;
+    StringPtr volatile_dir;
     StringPtr name;
     gboolean wants_version = FALSE;
 };
 
-// False when the command line is wrong, after a line that says so.
-bool parse_options(int argc, char** argv, Options& options) {
+// Reads the command line; false when it is wrong, after a line that says so.
+bool read_options(int argc, char** argv, Options& options) {
     gchar* profile = nullptr;
     gchar* run_dir = nullptr;
+    gchar* state_dir = nullptr;
+    gchar* volatile_dir = nullptr;
     gchar* name = nullptr;
     const GOptionEntry entries[] = {
         {"profile", 'p', 0, G_OPTION_ARG_FILENAME, &profile, "the classes and objects to serve",
          "FILE"},
         {"run-dir", 'r', 0, G_OPTION_ARG_FILENAME, &run_dir,
          "directory of the socket (default: $MOX_RUN_DIR, $XDG_RUNTIME_DIR/moxd, /run/moxd)",
+         "DIR"},
+        {"state-dir", 's', 0, G_OPTION_ARG_FILENAME, &state_dir,
+         "directory of lasting saved values (default: $MOX_STATE_DIR, $XDG_STATE_HOME/moxd, "
+         "/var/lib/moxd as root, ~/.local/state/moxd)",
+         "DIR"},
+        {"volatile-dir", 0, 0, G_OPTION_ARG_FILENAME, &volatile_dir,
+         "directory of values saved until the machine starts anew (default: the run directory)",
          "DIR"},
         {"name", 'n', 0, G_OPTION_ARG_STRING, &name, "the owner's module name (default: moxd)",
          "NAME"},
@@ -53,6 +64,8 @@ bool parse_options(int argc, char** argv, Options& options) {
     g_option_context_free(context);
     options.profile.reset(profile);
     options.run_dir.reset(run_dir);
+    options.state_dir.reset(state_dir);
+    options.volatile_dir.reset(volatile_dir);
     options.name.reset(name != nullptr ? name : g_strdup("moxd"));
     if (!parsed) {
         std::fprintf(stderr, "moxd: %s; see moxd --help\n", error->message);
@@ -63,6 +76,11 @@ bool parse_options(int argc, char** argv, Options& options) {
         std::fprintf(stderr, "moxd: \"%s\" is not understood; see moxd --help\n", argv[1]);
         return false;
     }
+    return true;
+}
+
+// Whether the options make sense; false after a line that says what does not.
+bool check_options(const Options& options) {
     const std::size_t name_length = std::char_traits<char>::length(options.name.get());
     if (name_length == 0 || name_length > mox::host::max_name_bytes) {
         std::fprintf(stderr, "moxd: --name must have 1 to 31 bytes\n");
@@ -84,7 +102,15 @@ gboolean stop(gpointer loop) {
     return G_SOURCE_CONTINUE;
 }
 
-int serve(mox::host::Profile profile, const std::string& run_dir, const char* name) {
+mox::host::Directories directories_of(const Options& options) {
+    const std::string run_dir = mox::host::wire::run_directory(options.run_dir.get());
+    const gchar* const wanted = options.volatile_dir.get();
+    const bool is_given = wanted != nullptr && wanted[0] != '\0';
+    return {run_dir, mox::host::state_directory(options.state_dir.get()),
+            is_given ? mox::host::wire::run_directory(wanted) : run_dir};
+}
+
+int serve(mox::host::Profile profile, const mox::host::Directories& directories, const char* name) {
     // A line is whole in a pipe or a journal as soon as it is written.
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
     pub_log_init(nullptr, name);
@@ -96,7 +122,7 @@ int serve(mox::host::Profile profile, const std::string& run_dir, const char* na
         g_unix_signal_add(signal_number, stop, loop.get());
     }
     try {
-        mox::host::Owner owner(std::move(profile), run_dir, name);
+        mox::host::Owner owner(std::move(profile), directories, name);
         std::printf("%s\n", owner.ready_line().c_str());
         std::fflush(stdout);
         owner.run(loop.get());
@@ -111,7 +137,7 @@ int serve(mox::host::Profile profile, const std::string& run_dir, const char* na
 
 int main(int argc, char** argv) {
     Options options;
-    if (!parse_options(argc, argv, options)) {
+    if (!read_options(argc, argv, options) || !check_options(options)) {
         return exit_no_start;
     }
     if (options.wants_version != FALSE) {
@@ -124,6 +150,6 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "%s\n", fault->c_str());
         return exit_bad_profile;
     }
-    return serve(std::get<mox::host::Profile>(std::move(profile)),
-                 mox::host::wire::run_directory(options.run_dir.get()), options.name.get());
+    return serve(std::get<mox::host::Profile>(std::move(profile)), directories_of(options),
+                 options.name.get());
 }

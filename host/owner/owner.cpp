@@ -11,6 +11,7 @@
 #include "model/model_build.hpp"
 #include "owner/read_stamps.hpp"
 #include "owner/start_error.hpp"
+#include "wire/run_directory.hpp"
 
 namespace mox::host {
 namespace {
@@ -23,12 +24,17 @@ std::vector<std::string> class_names(const Profile& profile) {
     return names;
 }
 
-// Throws when the pool has a live owner; otherwise gives the path back.
+// Throws when the pool has a live owner, or the directory is none for a socket; otherwise gives the
+// path back. Nothing has been made then.
 const std::string& only_without_owner(const std::string& run_dir) {
     const FoundPool pool = find_pool();
     if (pool.state == PoolState::owned) {
         throw StartError{"process " + std::to_string(pool.owner) + " owns the pool (segment " +
                          std::to_string(pool.id) + "); stop it first"};
+    }
+    if (wire::socket_address(run_dir).empty()) {
+        throw StartError{"socket path " + wire::socket_path(run_dir) +
+                         " is too long for a socket; give a shorter --run-dir"};
     }
     return run_dir;
 }
@@ -57,11 +63,6 @@ OwnPool make_pool() {
     return OwnPool();
 }
 
-gboolean refresh_now(gpointer) {
-    lom_property_batch_read();
-    return G_SOURCE_CONTINUE;
-}
-
 }  // namespace
 
 LayerHold::~LayerHold() {
@@ -71,15 +72,16 @@ LayerHold::~LayerHold() {
     }
 }
 
-Owner::Owner(Profile profile, const std::string& run_dir, const std::string& name)
+Owner::Owner(Profile profile, const Directories& directories, const std::string& name)
     : profile_(std::move(profile)),
-      run_dir_(only_without_owner(run_dir)),
+      run_dir_(only_without_owner(directories.run)),
+      store_(directories.state, directories.volatile_state),
       pool_(make_pool()),
       model_(profile_),
       lists_(class_names(profile_)),
       registry_(name, lists_),
-      methods_(model_, lists_, registry_, {pool_.id(), pool_.bytes()},
-               [] { refresh_now(nullptr); }) {
+      formulas_(profile_),
+      methods_(model_, lists_, registry_, {pool_.id(), pool_.bytes()}, [this] { refresh(); }) {
     start_model(name);
     transport_ = std::make_unique<TransportServer>(run_dir_.path(), methods_);
 }
@@ -91,7 +93,9 @@ Owner::~Owner() {
 
 void Owner::start_model(const std::string& name) {
     lom_set_sem_func(osal_process_sem_create, osal_process_sem_free);
-    const std::string cause = build_model(profile_, name);
+    install_own_modify();
+    const std::string cause =
+        build_model(profile_, name, store_.is_open() ? Saved::restore : Saved::none);
     if (!cause.empty()) {
         throw StartError{cause};
     }
@@ -101,11 +105,20 @@ void Owner::start_model(const std::string& name) {
     }
     ipc_msg_set_port(port);
     make_read_stamps(profile_);
-    refresh_now(nullptr);
+    refresh();
+}
+
+void Owner::refresh() {
+    lom_property_batch_read();
+    formulas_.read_all();
 }
 
 void Owner::run(GMainLoop* loop) {
-    const guint timer = g_timeout_add(profile_.refresh_ms, refresh_now, nullptr);
+    const GSourceFunc refresh_owner = [](gpointer self) -> gboolean {
+        static_cast<Owner*>(self)->refresh();
+        return G_SOURCE_CONTINUE;
+    };
+    const guint timer = g_timeout_add(profile_.refresh_ms, refresh_owner, this);
     g_main_loop_run(loop);
     g_source_remove(timer);
 }

@@ -10,11 +10,13 @@
 #include <string>
 
 #include "model/model_index.hpp"
+#include "owner/formula_refresh.hpp"
 #include "owner/listener_lists.hpp"
 #include "owner/module_registry.hpp"
 #include "owner/owner_methods.hpp"
 #include "owner/pool_segment.hpp"
 #include "owner/run_dir.hpp"
+#include "owner/store.hpp"
 #include "owner/transport_server.hpp"
 #include "profile/profile.hpp"
 
@@ -29,10 +31,19 @@ public:
     LayerHold& operator=(const LayerHold&) = delete;
 };
 
+// The directories that an owner uses: socket and lock, what outlives a loss of power, what does
+// not.
+struct Directories {
+    std::string run;
+    std::string state;
+    std::string volatile_state;
+};
+
 class Owner {
 public:
-    // Makes pool and model, reads the hardware once and opens the socket. Throws a StartError.
-    Owner(Profile profile, const std::string& run_dir, const std::string& name);
+    // Opens the store, makes pool and model, reads the hardware once and opens the socket. Throws a
+    // StartError; a store that cannot be opened is none.
+    Owner(Profile profile, const Directories& directories, const std::string& name);
     ~Owner();
     Owner(const Owner&) = delete;
     Owner& operator=(const Owner&) = delete;
@@ -45,14 +56,17 @@ public:
 
 private:
     void start_model(const std::string& name);
+    void refresh();
 
     Profile profile_;
     RunDir run_dir_;
+    Store store_;
     OwnPool pool_;
     LayerHold layer_;
     ModelIndex model_;
     ListenerLists lists_;
     ModuleRegistry registry_;
+    FormulaRefresh formulas_;
     OwnerMethods methods_;
     std::unique_ptr<TransportServer> transport_;
 };

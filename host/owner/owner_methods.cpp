@@ -1,6 +1,5 @@
-// Arguments arrive with the interface's types, their strings checked to be UTF-8 by the transport;
-// lengths, ranges and names are checked here. A refused call throws a Refusal, which becomes a
-// D-Bus error.
+// Arguments arrive with the interface's types; lengths, ranges and names are checked here. A
+// refused call throws a Refusal, which becomes a D-Bus error.
 #include "owner/owner_methods.hpp"
 
 #include <classnode.h>
@@ -10,6 +9,7 @@
 #include <vector>
 
 #include "model/model_build.hpp"
+#include "owner/call_arguments.hpp"
 #include "owner/pool_segment.hpp"
 #include "owner/read_stamps.hpp"
 #include "owner/sent_events.hpp"
@@ -18,35 +18,6 @@
 
 namespace mox::host {
 namespace {
-
-struct Refusal {
-    const char* name;
-    std::string cause;
-};
-
-[[noreturn]] void refuse(const char* name, std::string cause) {
-    throw Refusal{name, std::move(cause)};
-}
-
-const char* string_at(GVariant* arguments, gsize index) {
-    const gchar* text = nullptr;
-    g_variant_get_child(arguments, index, "&s", &text);
-    return text;
-}
-
-std::string name_at(GVariant* arguments, gsize index, const char* what) {
-    std::string name = string_at(arguments, index);
-    if (name.empty() || name.size() > max_name_bytes) {
-        refuse(wire::error_bad_argument, std::string("the ") + what + " name has " +
-                                             std::to_string(name.size()) +
-                                             " bytes; names have 1 to 31");
-    }
-    return name;
-}
-
-GVariant* bytes(const void* data, gsize size) {
-    return g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, data, size, 1);
-}
 
 std::uint64_t address(gconstpointer pointer) {
     return reinterpret_cast<std::uintptr_t>(pointer);
@@ -66,16 +37,13 @@ void compare_builds(guint32 word_bits, const std::string& layout) {
     }
 }
 
-// Whether the module has the object's class, and so may write its objects.
-bool is_owned_by(const ObjectDef& object, const JoinedModule& module) {
-    return cls_get_module(cls_get_class(object.class_name.c_str())) == module_handle(module.name);
-}
-
 }  // namespace
 
 OwnerMethods::OwnerMethods(const ModelIndex& model, ListenerLists& lists, ModuleRegistry& registry,
                            PoolIdentity pool, std::function<void()> refresh)
-    : model_(model),
+    : values_(model),
+      store_(model),
+      model_(model),
       lists_(lists),
       registry_(registry),
       pool_(pool),
@@ -109,6 +77,8 @@ GVariant* OwnerMethods::dispatch(Session& session, const std::string& method, GV
     if (method == "ListObjects") return list_objects(arguments);
     if (method == "Listen") return listen(session, arguments);
     if (method == "RemoteGet") return remote_get(arguments);
+    if (GVariant* const reply = values_.answer(*session.module, method, arguments)) return reply;
+    if (GVariant* const reply = store_.answer(*session.module, method, arguments)) return reply;
     if (method == "EventsSent") {
         return g_variant_new(wire::count_reply, events_sent(session.module->queue_id));
     }
@@ -164,9 +134,9 @@ GVariant* OwnerMethods::copy_object(const Session& session, GVariant* arguments)
         object == nullptr
             ? MOX_ERR_OBJECT_NOT_FOUND
             : lom_copy_object(object->name.c_str(), &size, &copy, session.module->bitmap_id,
-                              is_owned_by(*object, *session.module) ? TRUE : FALSE);
+                              is_owned_by(*object, session.module->name) ? TRUE : FALSE);
     GVariant* const reply =
-        g_variant_new("(i@ay)", status, bytes(copy, status == MOX_OK ? size : 0));
+        g_variant_new("(i@ay)", status, bytes_value(copy, status == MOX_OK ? size : 0));
     g_free(copy);
     return reply;
 }
@@ -220,7 +190,8 @@ GVariant* OwnerMethods::remote_get(GVariant* arguments) const {
         object == nullptr ? MOX_ERR_OBJECT_NOT_FOUND
                           : lom_block_read(lom_name_to_handle(object->name.c_str()),
                                            string_at(arguments, 1), offset, length, data.data());
-    return g_variant_new("(i@ay)", status, bytes(data.data(), status == MOX_OK ? data.size() : 0));
+    return g_variant_new("(i@ay)", status,
+                         bytes_value(data.data(), status == MOX_OK ? data.size() : 0));
 }
 
 }  // namespace mox::host

@@ -10,6 +10,8 @@
 #include "model/model_index.hpp"
 #include "owner/listener_lists.hpp"
 #include "owner/module_registry.hpp"
+#include "owner/store_methods.hpp"
+#include "owner/value_methods.hpp"
 
 namespace mox::host {
 
@@ -45,6 +47,8 @@ private:
     GVariant* listen(const Session& session, GVariant* arguments);
     GVariant* remote_get(GVariant* arguments) const;
 
+    ValueMethods values_;
+    StoreMethods store_;
     const ModelIndex& model_;
     ListenerLists& lists_;
     ModuleRegistry& registry_;

@@ -12,7 +12,6 @@
 #include <shmem.h>
 
 #include <atomic>
-#include <ctime>
 #include <memory>
 #include <new>
 #include <set>
@@ -35,12 +34,6 @@ struct Stamps {
 // Set once, never freed: reads may run in any thread until the process ends.
 std::atomic<Stamps*> stamps{nullptr};
 
-gint64 now_ns() {
-    timespec now = {};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return gint64{now.tv_sec} * 1000000000 + now.tv_nsec;
-}
-
 bool is_failure(gint32 result) {
     return result != DRIVER_OK && result != DRIVER_ERR_NOT_READY;
 }
@@ -62,7 +55,7 @@ void note_read(const gchar* accessor, gint32 result) {
         return;
     }
     if (result == DRIVER_OK) {
-        entry->read_ns.store(now_ns(), std::memory_order_release);
+        entry->read_ns.store(wire::now_ns(), std::memory_order_release);
     }
     const auto index = static_cast<std::size_t>(entry - known->table->entries());
     const gint32 before = known->last_result[index].exchange(result, std::memory_order_relaxed);

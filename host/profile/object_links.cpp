@@ -3,10 +3,10 @@
 
 #include <array>
 #include <optional>
-#include <unordered_map>
 
 #include "profile/fault.hpp"
 #include "profile/property_type.hpp"
+#include "profile/reference_target.hpp"
 
 namespace mox::host {
 namespace {
@@ -27,20 +27,6 @@ constexpr std::array<LinkRule, 6> link_rules{{
     {"Bus", "PeerBusy", "Chip"},
 }};
 
-const PropertyValue* find_property(const ObjectDef& object, const std::string& name) {
-    for (const PropertyValue& property : object.properties) {
-        if (property.name == name) {
-            return &property;
-        }
-    }
-    return nullptr;
-}
-
-// A string is stored with its terminator.
-std::string text_in(const PropertyValue& property) {
-    return property.bytes.substr(0, property.bytes.size() - 1);
-}
-
 // The text of a string property; empty when there is no such property or it is of another type.
 std::string text_of(const ObjectDef& object, const std::string& name) {
     const PropertyValue* const property = find_property(object, name);
@@ -52,11 +38,10 @@ std::string text_of(const ObjectDef& object, const std::string& name) {
 class LinkCheck {
 public:
     LinkCheck(const std::vector<ObjectDef>& objects, const ClassIndex& classes)
-        : objects_(objects), classes_(classes), seen_(objects.size(), Seen::never) {
-        for (const ObjectDef& object : objects) {
-            by_name_.emplace(object.name, &object);
-        }
-    }
+        : objects_(objects),
+          classes_(classes),
+          index_(objects),
+          seen_(objects.size(), Seen::never) {}
 
     void run() {
         for (const ObjectDef& object : objects_) {
@@ -85,10 +70,7 @@ private:
         return place_of(object) + " property " + quoted(property);
     }
 
-    const ObjectDef* find(const std::string& name) const {
-        const auto found = by_name_.find(name);
-        return found == by_name_.end() ? nullptr : found->second;
-    }
+    const ObjectDef* find(const std::string& name) const { return index_.find(name); }
 
     void check_mutex(const ObjectDef& object) const {
         if (object.mutex_object.empty()) {
@@ -200,13 +182,9 @@ private:
         }
     }
 
-    struct Target {
-        const ObjectDef* object;
-        const PropertyValue* property;
-    };
-
     // Where a reference property leads; nothing for an empty one. Throws when it leads nowhere.
-    std::optional<Target> target_of(const ObjectDef& object, const PropertyValue& property) const {
+    std::optional<PropertyPlace> target_of(const ObjectDef& object,
+                                           const PropertyValue& property) const {
         const std::string text = text_in(property);
         if (text.empty()) {
             return std::nullopt;
@@ -226,15 +204,15 @@ private:
             throw Fault{place, "refers to property " + quoted(text.substr(point + 1)) +
                                    ", which object " + quoted(other->name) + " does not have"};
         }
-        return Target{other, target};
+        return PropertyPlace{other, target};
     }
 
     void check_references(const ObjectDef& object) const {
         for (const PropertyValue& property : object.properties) {
             std::size_t steps = 0;
-            Target at{&object, &property};
+            PropertyPlace at{&object, &property};
             while (at.property->kind == PropertyKind::reference) {
-                const std::optional<Target> next = target_of(*at.object, *at.property);
+                const std::optional<PropertyPlace> next = target_of(*at.object, *at.property);
                 if (!next) {
                     break;
                 }
@@ -253,7 +231,7 @@ private:
 
     const std::vector<ObjectDef>& objects_;
     const ClassIndex& classes_;
-    std::unordered_map<std::string, const ObjectDef*> by_name_;
+    ObjectIndex index_;
     std::vector<Seen> seen_;
 };
 

@@ -1,8 +1,11 @@
 // A property that the profile does not mention gets its type's zero value.
 #include "profile/object_list.hpp"
 
+#include <array>
 #include <set>
+#include <utility>
 
+#include "profile/expression_check.hpp"
 #include "profile/fault.hpp"
 #include "profile/json_members.hpp"
 #include "profile/property_type.hpp"
@@ -22,21 +25,48 @@ void check_object_name(const std::string& name, const std::string& place) {
     }
 }
 
-std::string read_mode(const Members& members, bool has_accessor) {
-    std::string mode = members.text("mode", has_accessor ? "r" : "r-");
+// A result is never current by itself: its live reads are what computes and announces it.
+std::string default_mode(bool is_result, bool has_accessor) {
+    return is_result || has_accessor ? "r" : "r-";
+}
+
+std::string read_mode(const Members& members, const std::string& fallback) {
+    std::string mode = members.text("mode", fallback.c_str());
     if (mode != "r" && mode != "w" && mode != "rw" && mode != "r-") {
         members.fail("\"mode\" is " + quoted(mode) + R"(; known are "r", "w", "rw" and "r-")");
     }
     return mode;
 }
 
-void read_long_form(JsonNode* node, const std::string& place, PropertyValue& property) {
-    const Members members(node, place, {"value", "accessor", "mode"});
+PersistMode read_persist(const Members& members, PropertyKind kind) {
+    constexpr std::array<std::pair<const char*, PersistMode>, 4> words{{
+        {"none", PersistMode::none},
+        {"power-off", PersistMode::power_off},
+        {"reset", PersistMode::reset},
+        {"permanent", PersistMode::permanent},
+    }};
+    const std::string text = members.text("persist", "none");
+    for (const auto& [word, mode] : words) {
+        if (text == word) {
+            if (kind == PropertyKind::reference && mode != PersistMode::none) {
+                members.fail("a reference is not saved; give \"persist\" to what it names");
+            }
+            return mode;
+        }
+    }
+    members.fail("\"persist\" is " + quoted(text) +
+                 R"(; known are "permanent", "power-off", "reset" and "none")");
+}
+
+void read_long_form(JsonNode* node, const std::string& place, bool is_result,
+                    PropertyValue& property) {
+    const Members members(node, place, {"value", "accessor", "mode", "persist"});
     if (JsonNode* const value = members.find("value"); value != nullptr) {
         property.bytes = value_bytes(value, property.type, place);
     }
     property.accessor = members.name_or_none("accessor");
-    property.mode = read_mode(members, !property.accessor.empty());
+    property.mode = read_mode(members, default_mode(is_result, !property.accessor.empty()));
+    property.persist = read_persist(members, property.kind);
     if (!property.accessor.empty() && !is_fixed_size(property.type)) {
         members.fail("type " + quoted(property.type) +
                      " cannot have an accessor; hardware delivers b, y, n, q, i, u and d");
@@ -49,7 +79,8 @@ void read_properties(const Members& members, const ClassDef& of_class, const std
     for (const PropertyDef& property : of_class.all_properties) {
         index.emplace(property.name, object.properties.size());
         object.properties.push_back(
-            {property.name, property.type, property.kind, zero_bytes(property.type), "", "r-"});
+            {property.name, property.type, property.kind, zero_bytes(property.type), "",
+             default_mode(is_formula_result(of_class.name, property.name), false)});
     }
     for (const Members::Member& member : members.map("properties")) {
         const std::string property_place = place + " property " + quoted(member.name);
@@ -59,7 +90,8 @@ void read_properties(const Members& members, const ClassDef& of_class, const std
         }
         PropertyValue& property = object.properties[found->second];
         if (JSON_NODE_HOLDS_OBJECT(member.node)) {
-            read_long_form(member.node, property_place, property);
+            read_long_form(member.node, property_place,
+                           is_formula_result(of_class.name, property.name), property);
         } else {
             property.bytes = value_bytes(member.node, property.type, property_place);
         }

@@ -22,6 +22,9 @@ inline constexpr std::uint32_t default_refresh_ms = 1000;
 
 enum class PropertyKind { value, reference };
 
+// How long a property's saved values are meant to live; the numbers are the persistence library's.
+enum class PersistMode { none = -1, power_off = 0, reset = 1, permanent = 2 };
+
 struct PropertyDef {
     std::string name;
     std::string type;  // GVariant type string; "s" for a reference
@@ -43,6 +46,7 @@ struct PropertyValue {
     std::string bytes;     // the value in serialized form, host byte order
     std::string accessor;  // "" for none
     std::string mode;
+    PersistMode persist = PersistMode::none;
 };
 
 enum class ObjectKind { logical, physical };

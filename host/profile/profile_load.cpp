@@ -1,10 +1,11 @@
-// The order of the checks: file, text, top level, classes, objects, links. The first fault ends the
-// work.
+// The order of the checks: file, text, top level, classes, objects, links, formulas. The first
+// fault ends the work.
 #include <json-glib/json-glib.h>
 
 #include <memory>
 
 #include "profile/class_list.hpp"
+#include "profile/expression_check.hpp"
 #include "profile/fault.hpp"
 #include "profile/json_members.hpp"
 #include "profile/json_text.hpp"
@@ -51,6 +52,7 @@ Profile read_profile(const std::string& path) {
     const ClassIndex index(profile.classes);
     profile.objects = read_objects(top.list("objects"), index);
     check_object_links(profile.objects, index);
+    check_expressions(profile, index);
     return profile;
 }
 

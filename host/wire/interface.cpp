@@ -1,5 +1,6 @@
 // Join must come first on a connection; a connection is one module. A status is 0 or a code of the
-// object store.
+// object store, the persistence library or the driver library. Names are as the object store and
+// the persistence library take them.
 #include "wire/interface.hpp"
 
 namespace mox::host::wire {
@@ -44,6 +45,61 @@ constexpr const char* introspection = R"(
       <arg name='status' type='i' direction='out'/>
       <arg name='data' type='ay' direction='out'/>
     </method>
+    <method name='RemoteSet'>
+      <arg name='object_name' type='s' direction='in'/>
+      <arg name='property_name' type='s' direction='in'/>
+      <arg name='value' type='v' direction='in'/>
+      <arg name='status' type='i' direction='out'/>
+    </method>
+    <method name='Apply'>
+      <arg name='object_name' type='s' direction='in'/>
+      <arg name='property_name' type='s' direction='in'/>
+      <arg name='value' type='v' direction='in'/>
+      <arg name='status' type='i' direction='out'/>
+    </method>
+    <method name='PersistMode'>
+      <arg name='object_name' type='s' direction='in'/>
+      <arg name='property_name' type='s' direction='in'/>
+      <arg name='mode' type='i' direction='out'/>
+    </method>
+    <method name='SaveValue'>
+      <arg name='object_name' type='s' direction='in'/>
+      <arg name='name' type='s' direction='in'/>
+      <arg name='type' type='s' direction='in'/>
+      <arg name='data' type='ay' direction='in'/>
+      <arg name='has_prefix' type='b' direction='in'/>
+      <arg name='mode' type='i' direction='in'/>
+      <arg name='status' type='i' direction='out'/>
+    </method>
+    <method name='ReadSaved'>
+      <arg name='object_name' type='s' direction='in'/>
+      <arg name='name' type='s' direction='in'/>
+      <arg name='has_prefix' type='b' direction='in'/>
+      <arg name='mode' type='i' direction='in'/>
+      <arg name='status' type='i' direction='out'/>
+      <arg name='type' type='s' direction='out'/>
+      <arg name='data' type='ay' direction='out'/>
+    </method>
+    <method name='IsSaved'>
+      <arg name='object_name' type='s' direction='in'/>
+      <arg name='name' type='s' direction='in'/>
+      <arg name='has_prefix' type='b' direction='in'/>
+      <arg name='mode' type='i' direction='in'/>
+      <arg name='status' type='i' direction='out'/>
+      <arg name='is_saved' type='b' direction='out'/>
+    </method>
+    <method name='StatusSave'>
+      <arg name='object_name' type='s' direction='in'/>
+      <arg name='property_name' type='s' direction='in'/>
+      <arg name='state' type='u' direction='in'/>
+      <arg name='status' type='i' direction='out'/>
+    </method>
+    <method name='StatusRemove'>
+      <arg name='object_name' type='s' direction='in'/>
+      <arg name='property_name' type='s' direction='in'/>
+      <arg name='status' type='i' direction='out'/>
+    </method>
+    <method name='RestoreDefaults'/>
     <method name='EventsSent'>
       <arg name='count' type='t' direction='out'/>
     </method>

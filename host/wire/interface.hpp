@@ -16,6 +16,7 @@ inline constexpr const char* error_refused = "mox.Owner1.Error.Refused";
 inline constexpr const char* error_mismatch = "mox.Owner1.Error.Mismatch";
 inline constexpr const char* error_not_found = "mox.Owner1.Error.NotFound";
 inline constexpr const char* error_bad_argument = "mox.Owner1.Error.BadArgument";
+inline constexpr const char* error_failed = "mox.Owner1.Error.Failed";
 
 // Types of the replies, as the interface below gives them.
 inline constexpr const char* join_reply = "(iittit)";
@@ -23,9 +24,12 @@ inline constexpr const char* record_reply = "(iay)";
 inline constexpr const char* names_reply = "(as)";
 inline constexpr const char* count_reply = "(t)";
 inline constexpr const char* usage_reply = "(uu)";
+inline constexpr const char* status_reply = "(i)";
+inline constexpr const char* saved_reply = "(isay)";
+inline constexpr const char* is_saved_reply = "(ib)";
 inline constexpr const char* empty_reply = "()";
 
-// Bytes that one RemoteGet may ask for.
+// Bytes of the largest value that a call carries, in either direction.
 inline constexpr guint32 max_remote_bytes = 65536;
 
 // The one interface of the owner; valid for ever.

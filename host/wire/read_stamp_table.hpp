@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cstring>
+#include <ctime>
 
 namespace mox::host::wire {
 
@@ -25,6 +26,13 @@ struct ReadStampTable {
     ReadStamp* entries() { return reinterpret_cast<ReadStamp*>(this + 1); }
 };
 static_assert(sizeof(ReadStampTable) == 8);
+
+// The clock of the stamps, and of what is compared with them.
+inline gint64 now_ns() {
+    timespec now = {};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return gint64{now.tv_sec} * 1000000000 + now.tv_nsec;
+}
 
 // The accessor's entry, or null.
 inline ReadStamp* find_read_stamp(ReadStampTable* table, const gchar* accessor) {

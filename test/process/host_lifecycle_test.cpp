@@ -19,6 +19,15 @@ std::size_t lines_in(const std::string& text) {
     return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
 }
 
+// What lies in a directory, in one line.
+std::string names_in(const std::string& directory) {
+    std::string names;
+    for (const auto& entry : std::filesystem::directory_iterator(directory)) {
+        names += entry.path().filename().string() + " ";
+    }
+    return names;
+}
+
 TEST(Owner, SaysThatItIsReadyInOneLine) {
     HostOwner owner;
     ASSERT_TRUE(owner.start()) << owner.process().errors();
@@ -28,15 +37,26 @@ TEST(Owner, SaysThatItIsReadyInOneLine) {
         << output;
 }
 
-TEST(Owner, LeavesNothingBehindAfterACleanStop) {
+TEST(Owner, LeavesNothingButSavedValuesBehindAfterACleanStop) {
     for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
         HostOwner owner;
         ASSERT_TRUE(owner.start()) << owner.process().errors();
         EXPECT_GT(system_v_objects(), 0);
         EXPECT_EQ(owner.process().end(signal), 0) << owner.process().errors();
         EXPECT_EQ(system_v_objects(), 0);
-        EXPECT_FALSE(std::filesystem::exists(owner.run_dir()));
+        EXPECT_EQ(names_in(owner.run_dir()), "reset.db ");
+        EXPECT_EQ(names_in(owner.state_dir()), "values.db ");
     }
+}
+
+TEST(Owner, RemovesTheRunDirectoryThatItMadeWhenNothingIsSavedThere) {
+    HostOwner owner;
+    std::vector<std::string> command = owner.command(sensor_profile(owner.dir().path("chip")));
+    command.insert(command.end(), {"--volatile-dir", owner.dir().path("volatile").string()});
+    ASSERT_TRUE(owner.start_command(command)) << owner.process().errors();
+    EXPECT_EQ(owner.stop(), 0);
+    EXPECT_FALSE(std::filesystem::exists(owner.run_dir()));
+    EXPECT_EQ(names_in(owner.dir().path("volatile")), "reset.db ");
 }
 
 TEST(Owner, StopsCleanlyWhenTheSignalComesWhileItStarts) {
@@ -115,7 +135,7 @@ TEST(Owner, KeepsARunDirectoryThatWasThereBefore) {
     std::filesystem::create_directory(owner.run_dir());
     ASSERT_TRUE(owner.start()) << owner.process().errors();
     EXPECT_EQ(owner.stop(), 0);
-    EXPECT_TRUE(std::filesystem::is_empty(owner.run_dir()));
+    EXPECT_EQ(names_in(owner.run_dir()), "reset.db ");
 }
 
 // Expects that the owner does not start, says why in one line, and leaves nothing.

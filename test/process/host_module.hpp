@@ -50,6 +50,28 @@ inline ModulePtr join(const HostOwner& owner, const char* name = "tester",
     return module;
 }
 
+// Plays a module in a process of its own and waits for its end; before this process has threads,
+// because a process joins once. body: runs joined; what it expects is expected there.
+inline void in_module(const HostOwner& owner, const char* name,
+                      const std::function<void(MoxHostModule*)>& body) {
+    const pid_t child = fork();
+    if (child == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        alarm(60);
+        {
+            const ModulePtr module = join(owner, name);
+            if (module != nullptr) {
+                body(module.get());
+            }
+        }
+        _exit(::testing::Test::HasFailure() ? 1 : 0);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0)
+        << "module " << name << " failed (above), status " << status;
+}
+
 inline std::vector<std::string> strings_of(gchar** strings) {
     std::vector<std::string> result;
     for (gchar** at = strings; at != nullptr && *at != nullptr; ++at) {

@@ -1,5 +1,5 @@
-// A real owner process for a test: its profile, run directory and chip file lie in a directory that
-// goes with the test, its pool and queues in the test's own System V namespace.
+// A real owner process for a test: its profile, run directory, saved values and chip file lie in a
+// directory that goes with the test, its pool and queues in the test's own System V namespace.
 //
 // What holds: no wait is endless, and no owner outlives its test.
 #ifndef MOX_TEST_PROCESS_HOST_OWNER_HPP
@@ -181,19 +181,22 @@ public:
 
     const TempDir& dir() const { return dir_; }
     std::string run_dir() const { return dir_.path("run").string(); }
+    std::string state_dir() const { return dir_.path("state").string(); }
     void set_level(int level) const { dir_.write("chip", std::to_string(level) + "\n"); }
     std::string profile_path() const { return dir_.path("profile.json").string(); }
 
     // The command that starts it with a profile text.
     std::vector<std::string> command(const std::string& profile) const {
         dir_.write("profile.json", profile);
-        return {MOXD_PATH, "--profile", profile_path(), "--run-dir", run_dir()};
+        return {MOXD_PATH,   "--profile", profile_path(), "--state-dir",
+                state_dir(), "--run-dir", run_dir()};
     }
 
     // Starts it with the sensor profile; true when it is ready for modules.
     bool start() { return start(sensor_profile(dir_.path("chip"))); }
-    bool start(const std::string& profile) {
-        run(command(profile));
+    bool start(const std::string& profile) { return start_command(command(profile)); }
+    bool start_command(const std::vector<std::string>& command) {
+        run(command);
         return eventually([this] {
                    return process_->output().find("ready: ") != std::string::npos || has_ended();
                }) &&

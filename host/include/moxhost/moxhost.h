@@ -1,5 +1,5 @@
 /* moxhost.h: a module process's side of the reference host: join the owner, find and listen,
- * receive in a GLib main loop, leave.
+ * receive in a GLib main loop, write and save, leave.
  *
  * A process joins once in its life. Every call to the owner has a time limit of
  * MOXHOST_CALL_TIMEOUT_MS, so no call here waits for ever. Calls are for the thread that joined,
@@ -10,6 +10,7 @@
 
 #include <ipcmsg.h>
 #include <moxlib/moxbase.h>
+#include <moxplat/persist.h>
 
 G_BEGIN_DECLS
 
@@ -26,7 +27,8 @@ typedef enum {
     MOXHOST_ERROR_NOT_FOUND, /* unknown object, class or property */
     MOXHOST_ERROR_TIMEOUT,   /* the owner did not answer in time */
     MOXHOST_ERROR_LOST,      /* the connection to the owner is gone */
-    MOXHOST_ERROR_STATE      /* joined already, or left */
+    MOXHOST_ERROR_STATE,     /* joined already, or left */
+    MOXHOST_ERROR_FAILED /* a write or a save failed; the message names the status and its words */
 } MoxHostError;
 
 typedef struct MoxHostModule MoxHostModule;
@@ -34,18 +36,20 @@ typedef struct MoxHostModule MoxHostModule;
 MOXHOST_API GQuark moxhost_error_quark(void);
 
 /* Joins the owner: compares word size and record layouts, gets a bitmap id, a message queue and the
- * class records, attaches the pool and installs the copy hook and the remote hardware read. Log
- * messages carry the module's name from then on, and SHAMRE_MEMORY_SIZE is set to the pool's size
- * when it is another: join before other threads use the environment. The copies of objects whose
- * class belongs to module_name are writable. run_dir: the owner's run directory; null means
- * $MOX_RUN_DIR, else $XDG_RUNTIME_DIR/moxd, else /run/moxd. module_name: 1 to 31 characters, unique
- * among the joined modules. error: nullable. Returns the module, released by moxhost_leave; null
- * with error set. */
+ * class records, attaches the pool and installs the hooks of lom/sharing.h: copies, hardware reads,
+ * values beyond their room, saving and reading back are the owner's work from then on. The
+ * persistence library of this process hands its calls on to the owner's store. Log messages carry
+ * the module's name from then on, and SHAMRE_MEMORY_SIZE is set to the pool's size when it is
+ * another: join before other threads use the environment. The copies of objects whose class belongs
+ * to module_name are writable. run_dir: the owner's run directory; null means $MOX_RUN_DIR, else
+ * $XDG_RUNTIME_DIR/moxd, else /run/moxd. module_name: 1 to 31 characters, unique among the joined
+ * modules. error: nullable. Returns the module, released by moxhost_leave; null with error set. */
 MOXHOST_API MoxHostModule* moxhost_join(const gchar* run_dir, const gchar* module_name,
                                         MOX_MODULE_TYPE module_type, GError** error);
 
-/* Leaves: the owner drops this module's bits and its queue. module: nullable; not usable
- * afterwards. May be called in a message or lost function. */
+/* Leaves: the owner drops this module's bits and its queue, and the hooks are taken out. module:
+ * nullable; not usable afterwards. No other thread may be using the object store then. May be
+ * called in a message or lost function. */
 MOXHOST_API void moxhost_leave(MoxHostModule* module);
 
 /* Gives this module's registration record; valid until it leaves. */
@@ -105,6 +109,35 @@ MOXHOST_API gint64 moxhost_events_sent(MoxHostModule* module, GError** error);
  * set. */
 MOXHOST_API gboolean moxhost_pool_usage(MoxHostModule* module, guint32* total, guint32* used,
                                         GError** error);
+
+/* Gives the mode under which a property is meant to be saved, as the profile says. mode: not null;
+ * set on success only; PER_MODE_NOSUPPORT for a property that is not saved. Returns FALSE with
+ * error set. */
+MOXHOST_API gboolean moxhost_persist_mode(MoxHostModule* module, const gchar* object_name,
+                                          const gchar* property_name, PER_MODE_E* mode,
+                                          GError** error);
+
+/* Writes a property of an object of this module's classes: lom_set_property_value with the mode
+ * that the profile gives. value: not null; a floating one is consumed. Returns FALSE with error
+ * set: MOXHOST_ERROR_FAILED names the status; when the save alone failed, the value is stored and
+ * announced nevertheless. */
+MOXHOST_API gboolean moxhost_set_property(MoxHostModule* module, const gchar* object_name,
+                                          const gchar* property_name, GVariant* value,
+                                          GError** error);
+
+/* The same, done by the owner and then, when the property has an accessor that may be written (mode
+ * "w" or "rw" in the profile), through it to the hardware: lom_apply_property_value in automatic
+ * mode. A write to an accessor can be done by the owner only. value: as for moxhost_set_property.
+ * Returns FALSE with error set: MOXHOST_ERROR_FAILED names the status. */
+MOXHOST_API gboolean moxhost_apply_property(MoxHostModule* module, const gchar* object_name,
+                                            const gchar* property_name, GVariant* value,
+                                            GError** error);
+
+/* Has the owner restore the defaults: the values saved under PER_MODE_POWER_OFF and PER_MODE_RESET
+ * are forgotten, and every property that had such a value goes back to its permanently saved value,
+ * else to the profile's, with an event. Any joined module may call. Returns FALSE with error set.
+ */
+MOXHOST_API gboolean moxhost_restore_defaults(MoxHostModule* module, GError** error);
 
 G_END_DECLS
 

@@ -1,0 +1,33 @@
+// The formulas of the model, computed with each refresh, so that their changes are announced.
+#ifndef MOXHOST_OWNER_FORMULA_REFRESH_HPP
+#define MOXHOST_OWNER_FORMULA_REFRESH_HPP
+
+#include <glib.h>
+
+#include <string>
+#include <vector>
+
+#include "profile/profile.hpp"
+
+namespace mox::host {
+
+// For the thread of the main loop only.
+class FormulaRefresh {
+public:
+    explicit FormulaRefresh(const Profile& profile);
+
+    // Reads every formula's result live; an unchanged input costs no evaluation. A formula that
+    // begins to fail, or is computed again, gets one log line.
+    void read_all();
+
+private:
+    struct Formula {
+        std::string object;
+        gint32 last_result;
+    };
+    std::vector<Formula> formulas_;
+};
+
+}  // namespace mox::host
+
+#endif

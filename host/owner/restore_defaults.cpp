@@ -1,0 +1,70 @@
+// Which properties lose their value is noted before the store forgets it.
+#include "owner/restore_defaults.hpp"
+
+#include <lom.h>
+#include <moxplat/persist_store.h>
+#include <pub.h>
+
+#include <cstring>
+#include <vector>
+
+#include "model/saved_state.hpp"
+#include "owner/writable_for_now.hpp"
+#include "wire/status_text.hpp"
+
+namespace mox::host {
+namespace {
+
+std::vector<PropertyPlace> losing_properties(const Profile& profile) {
+    std::vector<PropertyPlace> result;
+    for (const ObjectDef& object : profile.objects) {
+        for (const PropertyValue& property : object.properties) {
+            const std::optional<PER_MODE_E> mode = newest_mode(object, property);
+            if (mode && *mode != PER_MODE_PERMANENT) {
+                result.push_back({&object, &property});
+            }
+        }
+    }
+    return result;
+}
+
+GVariant* value_of(const std::string& type, const std::string& bytes) {
+    gpointer copy = g_malloc(bytes.size() + 1);
+    std::memcpy(copy, bytes.data(), bytes.size());
+    return g_variant_ref_sink(g_variant_new_from_data(G_VARIANT_TYPE(type.c_str()), copy,
+                                                      bytes.size(), FALSE, g_free, copy));
+}
+
+void write_default(const PropertyPlace& place) {
+    const std::string bytes = saved_value(*place.object, *place.property, PER_MODE_PERMANENT)
+                                  .value_or(place.property->bytes);
+    GVariant* const value = value_of(place.property->type, bytes);
+    const WritableForNow writable(place.object->name);
+    const gint32 result = lom_set_property_value(writable.handle(), place.property->name.c_str(),
+                                                 value, PER_MODE_NOSUPPORT, FALSE);
+    g_variant_unref(value);
+    if (result != MOX_OK) {
+        pub_debug_print(MX_DBG_ERR, "default of %s.%s not restored: %s.\n",
+                        place.object->name.c_str(), place.property->name.c_str(),
+                        wire::status_text(result).c_str());
+    }
+}
+
+}  // namespace
+
+gint32 restore_defaults(const ModelIndex& model) {
+    const std::vector<PropertyPlace> losing = losing_properties(model.profile());
+    const gint32 status = cfg_store_restore_defaults();
+    if (status != PER_OK) {
+        return status;
+    }
+    for (const PropertyPlace& place : losing) {
+        write_default(place);
+    }
+    for (const ObjectDef& object : model.profile().objects) {
+        take_saved_states(object);
+    }
+    return PER_OK;
+}
+
+}  // namespace mox::host

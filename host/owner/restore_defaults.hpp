@@ -1,0 +1,19 @@
+// Back to the profile's values, but for what is saved permanently.
+#ifndef MOXHOST_OWNER_RESTORE_DEFAULTS_HPP
+#define MOXHOST_OWNER_RESTORE_DEFAULTS_HPP
+
+#include <glib.h>
+
+#include "model/model_index.hpp"
+
+namespace mox::host {
+
+// Forgets the values saved under PER_MODE_POWER_OFF and PER_MODE_RESET. Every property whose newest
+// saved value was one of them is written with its permanent value, else with the profile's, and
+// announced when that is another value; an overridden property keeps its forced value (logged).
+// Returns PER_OK, or the store's code; then no property is changed.
+gint32 restore_defaults(const ModelIndex& model);
+
+}  // namespace mox::host
+
+#endif
