@@ -37,7 +37,14 @@ gint32 join_path(const std::string& directory, const std::string& file,
     return DRIVER_OK;
 }
 
-gint32 find_target(const gchar* accessor, Target& target) {
+// More than this cannot lie in one object of memory, so no buffer is that long.
+constexpr gsize longest_block = G_MAXINT32;
+
+// The way to length bytes of an accessor's value.
+gint32 find_target(const gchar* accessor, gsize length, Target& target) {
+    if (length > longest_block) {
+        return DRIVER_ERR_RANGE;
+    }
     target.route = Registry::instance().route(accessor);
     const Route& route = target.route;
     if (!route.accessor) {
@@ -55,9 +62,6 @@ gint32 find_target(const gchar* accessor, Target& target) {
     return join_path(route.chip->chip->path, target.location().file, target.path);
 }
 
-// More than this cannot lie in one object of memory, so no buffer is that long.
-constexpr gsize longest_block = G_MAXINT32;
-
 }  // namespace
 }  // namespace mox::driver
 
@@ -66,11 +70,8 @@ gint32 accessor_read(const gchar* accessor, gint32 offset, gsize length, gpointe
     if (accessor == nullptr || out == nullptr || offset < 0 || (length == 0 && offset != 0)) {
         return DRIVER_ERR_BAD_ARGUMENT;
     }
-    if (length > longest_block) {
-        return DRIVER_ERR_RANGE;
-    }
     Target target;
-    const gint32 code = find_target(accessor, target);
+    const gint32 code = find_target(accessor, length, target);
     if (code != DRIVER_OK) {
         return code;
     }
@@ -87,11 +88,8 @@ gint32 accessor_write(const gchar* accessor, gint32 offset, gsize length, gconst
     if (accessor == nullptr || in == nullptr || offset < 0 || length == 0) {
         return DRIVER_ERR_BAD_ARGUMENT;
     }
-    if (length > longest_block) {
-        return DRIVER_ERR_RANGE;
-    }
     Target target;
-    const gint32 code = find_target(accessor, target);
+    const gint32 code = find_target(accessor, length, target);
     if (code != DRIVER_OK) {
         return code;
     }
