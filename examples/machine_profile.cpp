@@ -1,6 +1,9 @@
 // machine_profile: writes a profile of the machine it runs on, for moxd to load.
 //
-//   machine_profile [-o FILE]      without FILE: to standard output
+//   machine_profile [-o FILE] [--setting-file FILE]
+//
+// Without -o it goes to standard output. --setting-file adds what the demonstration's steps write:
+// the file is an existing one that holds a whole number.
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
@@ -39,13 +42,13 @@ bool write(const std::string& text, const std::string& path) {
     return file.good();
 }
 
-int run(const std::string& path) {
+int run(const std::string& path, const std::string& setting_file) {
     const std::vector<Sensor> sensors = find_sensors();
     if (sensors.empty()) {
         std::cerr << "machine_profile: found nothing to show: is /proc mounted?\n";
         return EXIT_FAILURE;
     }
-    if (!write(make_profile(sensors, choose_refresh_ms(sensors)), path)) {
+    if (!write(make_profile(sensors, choose_refresh_ms(sensors), setting_file), path)) {
         const std::string cause = std::generic_category().message(errno);
         std::cerr << "machine_profile: cannot write " << (path.empty() ? "the profile" : path)
                   << ": " << cause << "\n";
@@ -59,10 +62,20 @@ int run(const std::string& path) {
 
 int main(int argc, char** argv) {
     const std::vector<std::string> arguments{argv + 1, argv + argc};
-    if (arguments.empty()) return mox::examples::run("");
-    if (arguments.size() == 2 && arguments[0] == "-o" && !arguments[1].empty()) {
-        return mox::examples::run(arguments[1]);
+    std::string path;
+    std::string setting_file;
+    for (std::size_t i = 0; i < arguments.size(); i += 2) {
+        const std::string value = i + 1 < arguments.size() ? arguments[i + 1] : "";
+        if (value.empty() || (arguments[i] != "-o" && arguments[i] != "--setting-file")) {
+            std::cerr << "usage: machine_profile [-o FILE] [--setting-file FILE]\n";
+            return 2;
+        }
+        (arguments[i] == "-o" ? path : setting_file) = value;
     }
-    std::cerr << "usage: machine_profile [-o FILE]\n";
-    return 2;
+    if (!setting_file.empty() && setting_file.front() != '/') {
+        std::cerr << "machine_profile: --setting-file must be an absolute path: " << setting_file
+                  << "\n";
+        return 2;
+    }
+    return mox::examples::run(path, setting_file);
 }

@@ -127,8 +127,8 @@ Sensor find_memory() {
     Sensor memory{"memory", "Memory", proc_meminfo, {}};
     const std::string meminfo = text_of(proc_meminfo);
     const char* type = memory_type(meminfo);
-    for (const char* name :
-         {"MemTotal", "MemFree", "MemAvailable", "Buffers", "Cached", "SwapTotal", "SwapFree"}) {
+    for (const char* name : {"MemTotal", "MemFree", "MemAvailable", "Buffers", "Cached",
+                             "AnonPages", "SwapTotal", "SwapFree"}) {
         if (!has_line(meminfo, name)) continue;
         memory.readings.push_back({name, type, field_of_line(proc_meminfo, name, 1)});
     }

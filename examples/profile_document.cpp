@@ -6,10 +6,12 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <utility>
 
+#include "demo_objects.hpp"
 #include "object_names.hpp"
 
 namespace mox::examples {
@@ -49,6 +51,25 @@ std::vector<SensorClass> classes_of(const std::vector<Sensor>& sensors) {
     return classes;
 }
 
+// The number that is a file's whole content.
+Place whole_file(const std::string& path) {
+    Place place;
+    place.path = path;
+    return place;
+}
+
+// The memory sensor, when it has all inputs of the formula.
+const Sensor* formula_source(const std::vector<Sensor>& sensors) {
+    for (const Sensor& sensor : sensors) {
+        const auto has = [&](const char* input) {
+            return std::any_of(sensor.readings.begin(), sensor.readings.end(),
+                               [&](const Reading& reading) { return reading.property == input; });
+        };
+        if (std::all_of(std::begin(formula_inputs), std::end(formula_inputs), has)) return &sensor;
+    }
+    return nullptr;
+}
+
 // Writes one profile; the steps are called in the order of its sections.
 class Document {
 public:
@@ -58,7 +79,7 @@ public:
         json_builder_add_int_value(json(), refresh_ms);
     }
 
-    void add_classes(const std::vector<SensorClass>& sensor_classes) {
+    void add_classes(const std::vector<SensorClass>& sensor_classes, bool with_demo) {
         begin_list("classes");
         add_class("Hardware", "", {});
         add_class("Chip", "Hardware", {{"Path", "s"}});
@@ -75,10 +96,23 @@ public:
         for (const SensorClass& sensor_class : sensor_classes) {
             add_class(sensor_class.name, "Sensor", sensor_class.properties);
         }
+        if (with_demo) {
+            add_class(demo_class, "", {{threshold_property, "u"}, {setting_property, "u"}},
+                      demo_module);
+            add_class("Expression", "",
+                      {{"X", "sp"},
+                       {"Y", "sp"},
+                       {"Z", "sp"},
+                       {"Xcache", "d"},
+                       {"Ycache", "d"},
+                       {"Zcache", "d"},
+                       {"Formula", "s"},
+                       {"Value", "d"}});
+        }
         json_builder_end_array(json());
     }
 
-    void add_objects(const std::vector<Sensor>& sensors) {
+    void add_objects(const std::vector<Sensor>& sensors, const std::string& setting_file) {
         begin_list("objects");
         // The sensors take their names first: theirs are the ones that people read.
         std::vector<std::string> sensor_names;
@@ -87,6 +121,7 @@ public:
         for (const Sensor& sensor : sensors) add_chips(sensor);
         auto name = sensor_names.begin();
         for (const Sensor& sensor : sensors) add_sensor(sensor, *name++);
+        if (!setting_file.empty()) add_demo(sensors, setting_file);
         json_builder_end_array(json());
     }
 
@@ -120,10 +155,11 @@ private:
     }
 
     void add_class(const std::string& name, const std::string& parent,
-                   const std::vector<Property>& properties) {
+                   const std::vector<Property>& properties, const std::string& module = "") {
         json_builder_begin_object(json());
         add_text("name", name);
         add_text("parent", parent);
+        add_text("module", module);
         begin_list("properties");
         for (const auto& [property, type] : properties) {
             json_builder_begin_object(json());
@@ -213,6 +249,39 @@ private:
         json_builder_end_object(json());
     }
 
+    void add_demo(const std::vector<Sensor>& sensors, const std::string& setting_file) {
+        const std::string name = names_.take(demo_object);
+        const Reading setting{setting_property, "u", whole_file(setting_file)};
+        const Sensor file{name, demo_class, "", {setting}};
+        add_chips(file);
+        const std::string accessor = add_accessor(name, setting);
+        begin_object(name, demo_class, "Logical");
+        member(threshold_property);
+        json_builder_begin_object(json());
+        add_count("value", profile_threshold);
+        add_text("persist", "permanent");
+        json_builder_end_object(json());
+        member(setting_property);
+        json_builder_begin_object(json());
+        add_text("accessor", accessor);
+        add_text("mode", "rw");
+        json_builder_end_object(json());
+        end_object();
+        const Sensor* memory = formula_source(sensors);
+        if (memory != nullptr) add_formula(memory->name);
+    }
+
+    // The sensor with the inputs has a short name of its own, which it gets unchanged.
+    void add_formula(const std::string& source) {
+        begin_object(names_.take(formula_object), "Expression", "Logical");
+        const char* inputs[] = {"X", "Y", "Z"};
+        for (std::size_t i = 0; i < std::size(inputs); ++i) {
+            add_text(inputs[i], source + "." + formula_inputs[i]);
+        }
+        add_text("Formula", formula_text);
+        end_object();
+    }
+
     std::unique_ptr<JsonBuilder, UnrefObject> builder_{json_builder_new()};
     ObjectNames names_;
     std::map<std::string, std::string> chips_;  // path -> object name
@@ -220,10 +289,11 @@ private:
 
 }  // namespace
 
-std::string make_profile(const std::vector<Sensor>& sensors, unsigned refresh_ms) {
+std::string make_profile(const std::vector<Sensor>& sensors, unsigned refresh_ms,
+                         const std::string& setting_file) {
     Document document{refresh_ms};
-    document.add_classes(classes_of(sensors));
-    document.add_objects(sensors);
+    document.add_classes(classes_of(sensors), !setting_file.empty());
+    document.add_objects(sensors, setting_file);
     return document.text();
 }
 

@@ -168,7 +168,9 @@ int run(const WatchOptions& options) {
         options.owner_pid == 0 ? "the owner" : "process " + std::to_string(options.owner_pid);
     std::printf("\nObjects of %s, as process %d (%zu-bit) reads them from the shared pool\n",
                 owner.c_str(), static_cast<int>(getpid()), sizeof(void*) * 8);
-    std::printf("(types: b boolean, u whole number, d floating point, s text)\n\n");
+    std::printf(
+        "(types: b boolean, u whole number, d floating point, s text; X, Y, Z: the value that they "
+        "name)\n\n");
     print_objects(model);
 
     std::printf("\nChanges made by %s, as they arrive in process %d, for %u seconds\n\n",

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Shows two processes sharing one object model of this machine: the owner (moxd) reads values from
-# /proc and /sys, a second process (watch_machine) sees them in the pool and receives the changes.
+# /proc and /sys, a second process (watch_machine) sees them in the pool and receives the changes, a
+# third (value_steps) saves, forces and writes values and finds what it saved after a restart.
 #
 #   tools/demo.sh <build directory>
 #
@@ -11,7 +12,8 @@ set -euo pipefail
 readonly seconds=6       # how long changes are shown
 readonly watch_limit=18  # seconds until a watcher that hangs is ended
 readonly ready_limit=50  # tenths of a second until the owner must be ready, and gone at the end
-readonly programs=(moxd machine_profile watch_machine)
+readonly step_limit=20   # seconds until a step that hangs is ended
+readonly programs=(moxd machine_profile watch_machine value_steps)
 
 say() { printf 'demo: %s\n' "$*" >&2; }
 heading() { printf '\n== %s\n' "$*"; }
@@ -39,12 +41,13 @@ enter_namespace() {
     exit 1
 }
 
-# Ends the owner if it still runs, and removes the temporary directory.
+# Ends the owner and the listener if they still run, and removes the temporary directory.
 clean_up() {
-    if [[ -n $owner ]]; then
-        kill -KILL "$owner" 2>/dev/null || :
-        wait "$owner" 2>/dev/null || :
-    fi
+    local process
+    for process in $owner $listener; do
+        kill -KILL "$process" 2>/dev/null || :
+        wait "$process" 2>/dev/null || :
+    done
     rm -rf "$work"
 }
 
@@ -60,7 +63,9 @@ fail() {
 is_running() { kill -0 "$1" 2>/dev/null; }
 
 start_owner() {
-    "$build/moxd" --profile "$work/machine.json" --run-dir "$work/run" >"$work/moxd.log" 2>&1 &
+    : >"$work/moxd.log" # of an owner before this one
+    "$build/moxd" --profile "$work/machine.json" --run-dir "$work/run" --state-dir "$work/state" \
+        >"$work/moxd.log" 2>&1 &
     owner=$!
     local tenths
     for ((tenths = 0; tenths < ready_limit; ++tenths)); do
@@ -82,6 +87,39 @@ stop_owner() {
     wait "$owner" || status=$?
     owner=
     ((status == 0)) || fail "the owner stopped with exit status $status"
+    check_delivery
+}
+
+run_step() {
+    local status=0
+    timeout --foreground "$step_limit" "$build/value_steps" --run-dir "$work/run" \
+        --setting-file "$setting_file" --step "$1" || status=$?
+    ((status != 124)) || fail "the step $1 did not end within $step_limit seconds"
+    ((status == 0)) || fail "the step $1 ended with exit status $status; it says why above"
+}
+
+# Returns when the listener can miss nothing any more.
+start_listener() {
+    : >"$work/listener.log"
+    "$build/value_steps" --run-dir "$work/run" --step listen >"$work/listener.log" 2>&1 &
+    listener=$!
+    local tenths
+    for ((tenths = 0; tenths < ready_limit; ++tenths)); do
+        grep 'listens' "$work/listener.log" && return
+        is_running "$listener" || break
+        sleep 0.1
+    done
+    cat "$work/listener.log" >&2
+    fail "the listener did not become ready"
+}
+
+# It ends by itself: with the event, or some seconds later without it.
+finish_listener() {
+    local status=0
+    wait "$listener" || status=$?
+    listener=
+    tail -n +2 "$work/listener.log"
+    ((status == 0)) || fail "the listener ended with exit status $status; it says why above"
 }
 
 # Counts the segments, queues or semaphore sets of this namespace.
@@ -104,8 +142,12 @@ check_nothing_left() {
 }
 
 run_inside() {
+    setting_file=$work/setting
+    echo 42 >"$setting_file"
+
     heading "1. machine_profile looks at this machine and writes a profile of classes and objects"
-    "$build/machine_profile" -o "$work/machine.json" || fail "there is no profile to load"
+    "$build/machine_profile" -o "$work/machine.json" --setting-file "$setting_file" ||
+        fail "there is no profile to load"
     printf '  %s lines of JSON\n' "$(wc -l <"$work/machine.json")"
 
     heading "2. moxd, the owner, makes the shared pool and builds the objects of the profile in it"
@@ -120,9 +162,19 @@ run_inside() {
     ((status != 124)) || fail "watch_machine did not end within $watch_limit seconds"
     ((status == 0)) || fail "watch_machine ended with exit status $status; it says why above"
 
-    heading "4. moxd is told to stop"
+    heading "4. value_steps, a third process, saves, forces, computes and writes to a file"
+    start_listener
+    run_step change
+    finish_listener
+
+    heading "5. moxd is stopped and started again"
     stop_owner
-    check_delivery
+    start_owner
+    printf '  moxd is process %s\n' "$owner"
+    run_step after-restart
+
+    heading "6. moxd is told to stop"
+    stop_owner
     check_nothing_left
     printf '  it stopped cleanly; no segment, queue or semaphore is left\n\n'
 }
@@ -140,6 +192,7 @@ if (($# == 1)); then
 fi
 [[ $2 == --inside ]] || usage
 owner=
+listener=
 work=$(mktemp -d)
 trap clean_up EXIT
 trap 'exit 130' INT TERM
