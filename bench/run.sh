@@ -23,6 +23,8 @@ printf '\n## %s\n\n' "$(basename "$build")"
 echo '| operation | median | sum of its primitives | ratio |'
 echo '|---|---|---|---|'
 rows read '^(floor/)?read/'
+rows write '^(floor/)?write/'
+rows multiget '^(floor/)?multiget/'
 rows event '^(floor/)?event/'
 for count in 10 1000 100000; do
     rows "lookup-$count" "^(floor/)?lookup/$count\$"
