@@ -18,6 +18,8 @@ constexpr std::array<const char*, 3> cache_names{"Xcache", "Ycache", "Zcache"};
 constexpr const char* formula_name = "Formula";
 // Each formula behind another takes stack when it is read.
 constexpr std::size_t max_formula_steps = 16;
+// Each input is read live: a formula that is an input of three others is computed for each of them.
+constexpr std::size_t max_formulas_computed = 1000;
 
 bool is_number(const std::string& type) {
     return type.size() == 1 && std::string_view("dinquy").find(type[0]) != std::string_view::npos;
@@ -80,7 +82,7 @@ private:
 class FormulaCheck {
 public:
     explicit FormulaCheck(const std::vector<ObjectDef>& objects)
-        : objects_(objects), index_(objects), heights_(objects.size(), 0) {}
+        : objects_(objects), index_(objects), measures_(objects.size()) {}
 
     void run() {
         for (const ObjectDef& object : objects_) {
@@ -139,31 +141,46 @@ private:
         }
     }
 
-    // How many formulas stand behind each other from here, this one included. The depth of the
-    // recursion is bounded by the limit; a formula that was measured is not entered again.
-    std::size_t measure(const ObjectDef& start, const ObjectDef& object, std::size_t steps) {
-        std::size_t& height = heights_[index_of(object)];
-        if (steps + std::max(height, std::size_t{1}) > max_formula_steps + 1) {
+    // What a read of a formula's value takes; nothing when it was not measured.
+    struct Measure {
+        std::size_t height = 0;    // formulas behind each other from here, this one included
+        std::size_t computed = 0;  // formulas computed, this one included
+    };
+
+    // The depth of the recursion is bounded by the limit; a formula that was measured is not
+    // entered again.
+    Measure measure(const ObjectDef& start, const ObjectDef& object, std::size_t steps) {
+        Measure& known = measures_[index_of(object)];
+        if (steps + std::max(known.height, std::size_t{1}) > max_formula_steps + 1) {
             throw Fault{place_of(start), "the formulas from here form a circle, or more than " +
                                              std::to_string(max_formula_steps) + " steps"};
         }
-        if (height != 0) {
-            return height;
+        if (known.height != 0) {
+            return known;
         }
-        std::size_t highest = 0;
+        Measure result{0, 1};
         for (const char* const input : input_names) {
             const PropertyPlace target = target_of(object, input);
             if (is_formula_result(target.object->class_name, target.property->name)) {
-                highest = std::max(highest, measure(start, *target.object, steps + 1));
+                const Measure behind = measure(start, *target.object, steps + 1);
+                result.height = std::max(result.height, behind.height);
+                result.computed += behind.computed;
             }
         }
-        height = highest + 1;
-        return height;
+        if (result.computed > max_formulas_computed) {
+            throw Fault{place_of(object),
+                        "its value is computed from " + std::to_string(result.computed - 1) +
+                            " others, counting each as often as an input leads to it; at most " +
+                            std::to_string(max_formulas_computed - 1) + " can be"};
+        }
+        ++result.height;
+        known = result;
+        return result;
     }
 
     const std::vector<ObjectDef>& objects_;
     ObjectIndex index_;
-    std::vector<std::size_t> heights_;  // by object; 0 when it was not measured
+    std::vector<Measure> measures_;  // by object
 };
 
 }  // namespace

@@ -113,7 +113,8 @@ typedef enum tag_user_apply_mode_state {
  * object that is not writable here; MOX_ERR_PROPERTY_NOT_FOUND; MOX_ERR_INTERNAL for a property
  * without a record; MOX_ERR_OVERRIDDEN; MOX_ERR_BAD_ARGUMENT for a null value;
  * MOX_ERR_TYPE_MISMATCH; MOX_ERR_TYPE_NOT_SUPPORTED; MOX_ERR_SEMAPHORE; the hook's code; after the
- * value was stored and announced, the save's code. A failed write changes nothing. */
+ * value was stored and announced, the save's code. A write that fails before the save leaves value
+ * and state as they were, except that one refused by the hook stays marked as changed. */
 MOX_API gint32 lom_set_property_value(OBJ_HANDLE obj_handle, const gchar* property_name,
                                       GVariant* property_value, PER_MODE_E per_mode,
                                       gboolean is_static);

@@ -8,10 +8,13 @@
 
 #include <cstring>
 #include <memory>
+#include <string>
 #include <type_traits>
+#include <utility>
 
 #include "base/glib_ptr.hpp"
 #include "base/mutex_guard.hpp"
+#include "expression/complaints.hpp"
 #include "expression/integer.hpp"
 #include "expression/operators.hpp"
 
@@ -26,17 +29,25 @@ struct ReleaseParser {
 };
 using ParserPtr = std::unique_ptr<std::remove_pointer_t<muParserHandle_t>, ReleaseParser>;
 
-void log_wrong_formula(muParserHandle_t parser) {
-    pub_debug_print(MX_DBG_ERR, "wrong format in formula string: %s\n", mupGetExpr(parser));
-    pub_debug_print(MX_DBG_ERR, "Message:  %s\n", mupGetErrorMsg(parser));
-    pub_debug_print(MX_DBG_ERR, "Token:    %s\n", mupGetErrorToken(parser));
+thread_local mox::Complaints g_complaints;
+
+// The three lines about a wrong formula.
+void complain_of_formula(std::string formula, std::string message, std::string token) {
+    mox::complain("wrong format in formula string: " + formula + '\n');
+    mox::complain("Message:  " + message + '\n');
+    mox::complain("Token:    " + token + '\n');
 }
 
-void log_long_formula(const gchar* formula) {
-    const mox::CharPtr beginning(g_strndup(formula, PUB_NAME_LENGTH));
-    pub_debug_print(MX_DBG_ERR, "wrong format in formula string: %s\n", beginning.get());
-    pub_debug_print(MX_DBG_ERR, "Message:  %s\n", "the formula is longer than 1930 characters");
-    pub_debug_print(MX_DBG_ERR, "Token:    %s\n", "");
+// The library hands out each of the three in the same buffer.
+void complain_of_parsed_formula(muParserHandle_t parser) {
+    std::string formula = mupGetExpr(parser);
+    std::string message = mupGetErrorMsg(parser);
+    complain_of_formula(std::move(formula), std::move(message), mupGetErrorToken(parser));
+}
+
+void complain_of_length(const gchar* formula) {
+    complain_of_formula(std::string(formula, strnlen(formula, PUB_NAME_LENGTH)),
+                        "the formula is longer than 1930 characters", "");
 }
 
 // They bind as multiplication does, and are never computed ahead: a remainder by zero is told of
@@ -59,10 +70,10 @@ bool evaluate(const gchar* formula, gdouble varx, gdouble vary, gdouble varz, gd
         return false;
     }
     if (strnlen(formula, kLongestFormula + 1) > kLongestFormula) {
-        log_long_formula(formula);
+        complain_of_length(formula);
         return true;
     }
-    mupSetErrorHandler(parser.get(), log_wrong_formula);
+    mupSetErrorHandler(parser.get(), complain_of_parsed_formula);
     define_operators(parser.get());
     mupSetExpr(parser.get(), formula);
     mupDefineConst(parser.get(), "X", varx);
@@ -93,11 +104,23 @@ GVariant* value_of_type(gchar type, gdouble result) {
 
 }  // namespace
 
+void mox::complain(std::string line) {
+    g_complaints.push_back(std::move(line));
+}
+
+mox::Complaints mox::take_complaints() {
+    return std::exchange(g_complaints, {});
+}
+
 GVariant* exp_get_value(const gchar* type, gdouble varx, gdouble vary, gdouble varz,
                         const gchar* formula_str) {
     gdouble result = 0.0;
-    if (formula_str == nullptr || !evaluate(formula_str, varx, vary, varz, result)) {
+    if (formula_str == nullptr) {
         return nullptr;
     }
-    return type == nullptr ? nullptr : value_of_type(type[0], result);
+    const bool is_evaluated = evaluate(formula_str, varx, vary, varz, result);
+    for (const std::string& line : mox::take_complaints()) {
+        pub_debug_print(MX_DBG_ERR, "%s", line.c_str());
+    }
+    return !is_evaluated || type == nullptr ? nullptr : value_of_type(type[0], result);
 }

@@ -1,15 +1,14 @@
 // A right operand below 1 has no whole part, so a remainder by 0.5 is one by zero.
 #include "expression/operators.hpp"
 
-#include <pub.h>
-
+#include "expression/complaints.hpp"
 #include "expression/integer.hpp"
 
 namespace mox {
 
 gdouble remainder_operator(gdouble left, gdouble right) {
     if (to_int32(right) == 0) {
-        pub_debug_print(MX_DBG_ERR, "mod operator right value is zero\n");
+        complain("mod operator right value is zero\n");
         return 0.0;
     }
     return to_uint32(left) % to_uint32(right);

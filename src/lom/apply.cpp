@@ -2,6 +2,7 @@
 #include <lom/hardware.h>
 #include <lom/property.h>
 
+#include "base/glib_ptr.hpp"
 #include "lom/object_ref.hpp"
 #include "lom/property_state.hpp"
 
@@ -47,6 +48,8 @@ gint32 lom_apply_property_value(OBJ_HANDLE obj_handle, const gchar* property_nam
         (state.all & mox::kAccessWrite) == 0) {
         return result;
     }
-    return lom_block_write(obj_handle, property_name, 0, g_variant_get_size(property_value),
-                           g_variant_get_data(property_value));
+    // The hardware gets the bytes that were stored.
+    const mox::VariantPtr value(g_variant_get_normal_form(property_value));
+    return lom_block_write(obj_handle, property_name, 0, g_variant_get_size(value.get()),
+                           g_variant_get_data(value.get()));
 }

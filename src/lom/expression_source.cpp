@@ -16,20 +16,23 @@ namespace {
 constexpr gsize kNumberSize = 8;  // the largest result or input
 
 // The formulas that this thread is evaluating, innermost first: one that asks for itself through
-// its own inputs would never end, and each takes stack.
+// its own inputs would never end, and each takes stack. What one read may begin in all is bounded
+// too: formulas over formulas, each with three inputs, cost three times more with every step.
 class Evaluation {
 public:
     explicit Evaluation(const OBJECT_HEAD_S& object)
         : object_(&object), outer_(innermost), depth_(outer_ == nullptr ? 1 : outer_->depth_ + 1) {
         innermost = this;
+        begun = outer_ == nullptr ? 1 : begun + 1;
     }
     ~Evaluation() { innermost = outer_; }
     Evaluation(const Evaluation&) = delete;
     Evaluation& operator=(const Evaluation&) = delete;
 
-    // Whether the object's formula can be begun: not within itself, nor within too many others.
+    // Whether the object's formula can be begun: not within itself, nor within or after too many
+    // others of the same read.
     static bool may_begin(const OBJECT_HEAD_S& object) {
-        if (innermost != nullptr && innermost->depth_ >= kDeepest) {
+        if (innermost != nullptr && (innermost->depth_ >= kDeepest || begun >= kMost)) {
             return false;
         }
         const Evaluation* at = innermost;
@@ -41,7 +44,9 @@ public:
 
 private:
     static constexpr guint kDeepest = 64;
+    static constexpr guint kMost = 1000;
     static thread_local const Evaluation* innermost;
+    static thread_local guint begun;  // by the outermost one and within it
 
     const OBJECT_HEAD_S* object_;
     const Evaluation* outer_;
@@ -49,6 +54,7 @@ private:
 };
 
 thread_local const Evaluation* Evaluation::innermost = nullptr;
+thread_local guint Evaluation::begun = 0;
 
 bool is_formula_result(const OBJECT_HEAD_S& object, const SERIALISED_PROPERTY_S& property) {
     return g_strcmp0(object.class_name, "Expression") == 0 &&

@@ -28,9 +28,9 @@ gint32 fetch(const OBJECT_HEAD_S& object, const SERIALISED_PROPERTY_S& property,
     if (!is_remote) {
         return lom_block_read(lom_name_to_handle(object.object_name), property.name, 0, 0, bytes);
     }
-    return g_remote_get_func == nullptr
-               ? static_cast<gint32>(MOX_ERR_INTERNAL)
-               : g_remote_get_func(object.object_name, property.name, 0, 0, bytes);
+    const RemoteGetPropertyFunc remote_get = g_remote_get_func;
+    return remote_get == nullptr ? static_cast<gint32>(MOX_ERR_INTERNAL)
+                                 : remote_get(object.object_name, property.name, 0, 0, bytes);
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "base/glib_ptr.hpp"
 #include "lom/hooks.hpp"
 #include "lom/new_value.hpp"
 #include "lom/object_ref.hpp"
@@ -57,21 +58,29 @@ gint32 force(const OBJECT_HEAD_S& object, SERIALISED_PROPERTY_S& property,
     if (value.fits(property)) {
         return force_here(object, property, &value);
     }
-    if (g_remote_set_func == nullptr) {
+    const RemoteSetPropertyFunc remote_set = g_remote_set_func;
+    if (remote_set == nullptr) {
         return MOX_OK;
     }
-    const gint32 result = g_remote_set_func(object.object_name, property.name, value.get());
+    const gint32 result = remote_set(object.object_name, property.name, value.get());
     return result != MOX_OK ? result : force_here(object, property, nullptr);
 }
 
+// What an override has done so far.
+struct Override {
+    gboolean& is_taken;  // a value passed its checks
+    std::vector<Referrer> referrers;
+    mox::VariantPtr announced;  // the value as listeners are told of it
+};
+
 // Works at the property that is named, or at the end of the references from there, which are
-// collected on the way.
+// collected on the way. Each object on the way is let go before the next is looked up.
 gint32 override_target(OBJ_HANDLE handle, const gchar* name, GVariant* new_value,
-                       PROPERTY_STATE mode, gboolean& is_taken, std::vector<Referrer>& referrers) {
+                       PROPERTY_STATE mode, Override& done) {
     mox::CycleWatch watch;
     mox::ReferenceTarget next;
     for (;;) {
-        const mox::ObjectRef object = mox::find_local(handle);
+        mox::ObjectRef object = mox::find_local(handle);
         if (!object) {
             return MOX_ERR_OBJECT_NOT_FOUND;
         }
@@ -88,7 +97,7 @@ gint32 override_target(OBJ_HANDLE handle, const gchar* name, GVariant* new_value
             if (watch.is_repeated(property)) {
                 return MOX_ERR_INTERNAL;
             }
-            referrers.push_back({handle, name});
+            done.referrers.push_back({handle, name});
         }
         result = cancel_or_split(*object, *property, mode, next);
         if (result != MOX_OK || mode == PROPERTY_CANCEL_OVERRIDE) {
@@ -99,10 +108,12 @@ gint32 override_target(OBJ_HANDLE handle, const gchar* name, GVariant* new_value
             if (value.code() != MOX_OK) {
                 return value.code();
             }
-            is_taken = TRUE;
+            done.is_taken = TRUE;
+            done.announced.reset(g_variant_ref(value.get()));
             result = force(*object, *property, value);
             return result != MOX_OK ? result : lom_property_event(handle, name, value.get(), TRUE);
         }
+        object.reset();
         handle = lom_get_object_handle(next.object_name);
         name = next.property_name();
         if (handle == 0) {
@@ -117,14 +128,13 @@ gint32 lom_override_property_value(OBJ_HANDLE obj_handle, const gchar* property_
                                    GVariant* property_value, PROPERTY_STATE mode,
                                    gboolean* modified) {
     gboolean unasked = FALSE;
-    gboolean& is_taken = modified == nullptr ? unasked : *modified;
-    std::vector<Referrer> referrers;
-    gint32 result =
-        override_target(obj_handle, property_name, property_value, mode, is_taken, referrers);
+    Override done{modified == nullptr ? unasked : *modified, {}, nullptr};
+    gint32 result = override_target(obj_handle, property_name, property_value, mode, done);
     // Whoever listens to a reference is told, too, from the target outwards.
-    for (auto at = referrers.rbegin(); at != referrers.rend() && result == MOX_OK && is_taken;
-         ++at) {
-        result = lom_property_event(at->handle, at->property_name.c_str(), property_value, TRUE);
+    for (auto at = done.referrers.rbegin();
+         at != done.referrers.rend() && result == MOX_OK && done.is_taken; ++at) {
+        result =
+            lom_property_event(at->handle, at->property_name.c_str(), done.announced.get(), TRUE);
     }
     return result;
 }

@@ -28,6 +28,7 @@ gint32 split_reference(const SERIALISED_PROPERTY_S& property, ReferenceTarget& t
     }
     target = {};
     const gsize length = strnlen(text, std::min(property.size, property.capacity));
+    target.is_empty = length == 0;
     const auto* dot = static_cast<const gchar*>(std::memchr(text, '.', length));
     const gsize object_length = dot == nullptr ? length : static_cast<gsize>(dot - text);
     copy_piece(target.object_name, text, object_length);

@@ -15,8 +15,7 @@ struct ReferenceTarget {
     gchar object_name[kPieceLength] = {};
     gchar property_text[kPieceLength] = {};
     bool has_property = false;
-
-    bool is_empty() const { return object_name[0] == '\0' && !has_property; }
+    bool is_empty = true;  // there is no text at all
 
     // Null without a second piece.
     const gchar* property_name() const { return has_property ? property_text : nullptr; }

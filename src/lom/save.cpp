@@ -16,8 +16,16 @@ namespace {
 // The bytes to save: the given value's, or a copy of the stored ones.
 class SavedBytes {
 public:
-    explicit SavedBytes(GVariant* value)
-        : size(static_cast<guint32>(g_variant_get_size(value))), data(g_variant_get_data(value)) {}
+    // What is read back must be in normal form.
+    explicit SavedBytes(GVariant* value) : normal_form_(g_variant_get_normal_form(value)) {
+        const gsize whole_size = g_variant_get_size(normal_form_.get());
+        if (whole_size > G_MAXUINT32) {
+            code = MOX_ERR_BAD_ARGUMENT;
+            return;
+        }
+        size = static_cast<guint32>(whole_size);
+        data = g_variant_get_data(normal_form_.get());
+    }
 
     SavedBytes(const OBJECT_HEAD_S& object, const SERIALISED_PROPERTY_S& property) {
         const mox::SemaphoreGuard semaphore(object);
@@ -38,6 +46,7 @@ public:
 
 private:
     mox::GPtr<void> copy_;
+    mox::VariantPtr normal_form_;
 };
 
 gint32 save_bytes(const mox::WriteTarget& target, const SavedBytes& bytes, PER_MODE_E per_mode,

@@ -1,5 +1,5 @@
-// The mark "saved statically" of a property, and its record in the store. The mark is changed first
-// and stays changed when the store fails.
+// The mark "saved statically" of a property, and its record in the store. The mark is changed also
+// when the store fails.
 #include "lom/save_type.hpp"
 
 #include <lom/persist.h>

@@ -33,9 +33,9 @@ gint32 store(const OBJECT_HEAD_S& object, SERIALISED_PROPERTY_S& property,
 gint32 store_elsewhere(const OBJECT_HEAD_S& object, SERIALISED_PROPERTY_S& property,
                        const mox::NewValue& value) {
     mox::set_state(property, mox::kModified);
-    return g_remote_set_func == nullptr
-               ? static_cast<gint32>(MOX_OK)
-               : g_remote_set_func(object.object_name, property.name, value.get());
+    const RemoteSetPropertyFunc remote_set = g_remote_set_func;
+    return remote_set == nullptr ? static_cast<gint32>(MOX_OK)
+                                 : remote_set(object.object_name, property.name, value.get());
 }
 
 // Hands a change to persistence, also one that an earlier write left. The mark is gone afterwards

@@ -44,7 +44,7 @@ gint32 find_write_target(OBJ_HANDLE obj_handle, const gchar* property_name, Walk
         }
         result = split_stored_reference(*target.object, *target.property, target.path);
         target.object.reset();
-        if (result == MOX_OK && walk != Walk::kWrite && target.path.is_empty()) {
+        if (result == MOX_OK && walk != Walk::kWrite && target.path.is_empty) {
             result = MOX_ERR_INTERNAL;
         }
         if (result != MOX_OK) {

@@ -179,17 +179,32 @@ TEST(ProfileFormulas, MayStandBehindEachOtherUpTo16) {
     }
 }
 
-TEST(ProfileFormulas, ThatShareAnInputManyTimesAreCheckedQuickly) {
-    // Each has its predecessor three times: walked naively this would take 3 to the 15th steps.
+// Formulas f1, f2, ..., each with the next one's result as all of its three inputs: a read of f1
+// computes 1 + 3 + 9 + ... of them.
+std::string fault_with_tree(int height) {
     std::string three = formula_class("Y", "sp");
     three.replace(three.find(R"("Z", "type": "i")"), 16, R"("Z", "type": "sp")");
     std::string objects = sensor;
-    for (int at = 1; at <= 16; ++at) {
-        const std::string input = at == 16 ? "s.Level" : "f" + std::to_string(at + 1) + ".Value";
+    for (int at = 1; at <= height; ++at) {
+        const std::string input =
+            at == height ? "s.Level" : "f" + std::to_string(at + 1) + ".Value";
         objects += "," + formula("f" + std::to_string(at), input,
                                  R"(, "Y": ")" + input + R"(", "Z": ")" + input + '"');
     }
-    EXPECT_EQ(fault_of(profile_text(three + sensor_class, objects)), "none");
+    return fault_of(profile_text(three + sensor_class, objects));
+}
+
+TEST(ProfileFormulas, MayBeComputedFromSomeHundredsOfOthers) {
+    EXPECT_EQ(fault_with_tree(6), "none");
+}
+
+TEST(ProfileFormulas, ThatAreComputedFromAThousandOthersAreRefused) {
+    EXPECT_EQ(fault_with_tree(7),
+              "objects[1] \"f1\": its value is computed from 1092 others, counting each as often "
+              "as an input leads to it; at most 999 can be");
+    EXPECT_EQ(fault_with_tree(16),
+              "objects[10] \"f10\": its value is computed from 1092 others, counting each as often "
+              "as an input leads to it; at most 999 can be");
 }
 
 }  // namespace

@@ -53,6 +53,15 @@ TEST_F(Apply, WritesTextWithItsTerminator) {
     EXPECT_EQ(writes(), Texts{"Display at 0: 97 98 0"});
 }
 
+TEST_F(Apply, GivesTheHardwareTheBytesThatAreStored) {
+    const Value value = untrusted("s", {'a', 'b', 'c'});
+    EXPECT_EQ(lom_apply_property_value(handle_of("Pump"), "Label", value.get(), PER_MODE_NOSUPPORT,
+                                       APPLY_W_MODE, FALSE),
+              0);
+    EXPECT_EQ(stored_bytes(property_of("Pump", "Label")), std::vector<guint8>{0});
+    EXPECT_EQ(writes(), Texts{"Display at 0: 0"});
+}
+
 TEST_F(Apply, IsAnnouncedAndSavedAsAWriteIs) {
     EXPECT_EQ(apply("Speed", APPLY_W_MODE, speed(1), PER_MODE_RESET), 0);
     EXPECT_EQ(sent_events(), Texts{"7: Pump.Speed = uint32 1"});

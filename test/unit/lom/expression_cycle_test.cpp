@@ -137,6 +137,40 @@ TEST_F(ExpressionTower, OfAFewIsComputed) {
     EXPECT_EQ(live("E0"), "6.0");
 }
 
+// E0, E1, ..., each with the next one's result as all of its three inputs.
+class ExpressionTree : public ExpressionCycle {
+protected:
+    static void add_tree(guint height) {
+        for (guint index = 0; index < height; ++index) {
+            const std::string next =
+                index + 1 == height ? "Sensor.A" : "E" + std::to_string(index + 1) + ".Value";
+            auto properties = formula_properties("X + Y + Z");
+            for (const char* const input : {"X", "Y", "Z"}) {
+                const std::string cache = std::string(input) + "cache";
+                properties = with(properties, input, reference(input, next));
+                properties = with(properties, cache, number<double>(cache, "d", 0));
+            }
+            add_expression("E" + std::to_string(index), properties);
+        }
+    }
+};
+
+TEST_F(ExpressionTree, OfSomeHundredsIsComputed) {
+    add_tree(6);  // 1 + 3 + 9 + 27 + 81 + 243
+    EXPECT_EQ(live("E0"), "729.0");
+}
+
+TEST_F(ExpressionTree, OfMoreThanAThousandFails) {
+    add_tree(7);
+    EXPECT_EQ(live("E0"), "code -2000");
+}
+
+TEST_F(ExpressionTree, OfAnyHeightEnds) {
+    add_tree(40);
+    EXPECT_EQ(live("E0"), "code -2000");
+    EXPECT_EQ(live("E34"), "729.0") << "the next read counts anew";
+}
+
 TEST_F(ExpressionTower, AnnouncesTheInnermostResultFirst) {
     add_tower(2, "Sensor.A");
     live("E0");

@@ -51,6 +51,20 @@ TEST_F(ReferenceOverride, IsAnnouncedForTheTargetAndThenForTheReference) {
     EXPECT_EQ(sent_events(), (Texts{"7: Fan1.Speed = uint32 9", "9: View.Twin = uint32 9"}));
 }
 
+TEST_F(ReferenceOverride, IsAnnouncedForBothWithTheValueThatIsStored) {
+    const Value value = untrusted("u", {1, 2, 3});
+    EXPECT_EQ(lom_override_property_value(handle_of("View"), "Twin", value.get(), PROPERTY_OVERRIDE,
+                                          nullptr),
+              0);
+    const auto sent = mox::fake::osal::sent();
+    ASSERT_EQ(sent.size(), 2U);
+    for (const auto& message : sent) {
+        MSG_EVENT_DATA_HEAD_S event = {};
+        std::memcpy(&event, message.bytes.data() + sizeof(MOX_MSG_HEAD_S), sizeof event);
+        EXPECT_EQ(event.size, 4U);
+    }
+}
+
 TEST_F(ReferenceOverride, IsAnnouncedForBothAlsoWhenNobodyAsksWhetherAValueWasTaken) {
     EXPECT_EQ(override_with("View", "Twin", speed(9)), 0);
     EXPECT_EQ(sent_events(), (Texts{"7: Fan1.Speed = uint32 9", "9: View.Twin = uint32 9"}));

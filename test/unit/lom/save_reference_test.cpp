@@ -102,6 +102,10 @@ TEST_P(ReferenceToSaved, OfEmptyTextNamesNothing) {
     EXPECT_EQ(run_at(""), -2000);
 }
 
+TEST_P(ReferenceToSaved, OfATextLongerThanAnyNameFindsNoObject) {
+    EXPECT_EQ(run_at(std::string(200, 'x')), -2009);
+}
+
 TEST_P(ReferenceToSaved, ToAPropertyWithoutARecordIsAnInternalFailure) {
     entry_of("Fan1", "Label").property_ptr = nullptr;
     EXPECT_EQ(run_at("Fan1.Label"), -2000);

@@ -15,6 +15,12 @@ TEST_F(Save, HandsAGivenValueToTheStore) {
     EXPECT_EQ(fake::persist_texts(), Texts{"save Fan1.Speed u:04030201 mode 2"});
 }
 
+TEST_F(Save, HandsAGivenValueOnInNormalForm) {
+    const Value value = untrusted("s", {'a', 'b'});
+    EXPECT_EQ(save("Fan1", "Label", value.get()), 0);
+    EXPECT_EQ(fake::persist_texts(), Texts{"save Fan1.Label s:00 mode 2"});
+}
+
 TEST_F(Save, HandsTheStoredValueToTheStoreWhenNoneIsGiven) {
     EXPECT_EQ(save("Fan1", "Speed"), 0);
     EXPECT_EQ(fake::persist_texts(), Texts{"save Fan1.Speed u:b0040000 mode 2"});
