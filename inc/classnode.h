@@ -147,6 +147,20 @@ MOX_API gint32 cls_get_newobj_list(CLS_HANDLE class_handle, GSList** object_list
 /* Empties the list of new objects. Takes the class-table lock. */
 MOX_API void cls_clear_newobj_list(CLS_HANDLE class_handle);
 
+/* Sees the names of a class's new objects: gchar* elements, oldest first, null for one that could
+ * not be copied; the caller's, freed when the function returns. */
+typedef void (*NewObjNotifyFunc)(CLS_HANDLE class_handle, GSList* object_names);
+
+/* Rebuilds a class's collection object (lom/collection.h) when objects were added or deleted since
+ * the last time, and forgets which objects are new; without a change it does nothing.
+ * class_name: for messages, nullable (nothing is done). class_handle: nullable (nothing is done).
+ * func: nullable; called without a lock, and only when there are new objects. A class without
+ * objects is left as it is: its collection keeps the last contents. Owner only (elsewhere no class
+ * changes); one call at a time for a class. Takes the class-table lock, and those of
+ * lom_create_collection, one after the other. */
+MOX_API void cls_create_collection(const gchar* class_name, CLS_HANDLE class_handle,
+                                   NewObjNotifyFunc func);
+
 /* Registers a message-queue port for changes of a class's property. Owner only; calls must not run
  * at the same time. class_handle, property_name: nullable (nothing is done). port: queue id; a
  * known one is not added twice. max_cnt: limit of ports, at most 255, the same in every call for a

@@ -2,6 +2,8 @@
 #ifndef MOX_LOM_H
 #define MOX_LOM_H
 
+#include <lom/alias.h>
+#include <lom/collection.h>
 #include <lom/event.h>
 #include <lom/hardware.h>
 #include <lom/lifecycle.h>

@@ -62,6 +62,12 @@ typedef struct tag_module_reg_info {
     gchar module_name[32];
 } MODULE_REG_INFO_S;
 
+/* Gives the name of a status code as it stands in the headers, such as "MOX_ERR_OVERRIDDEN", for
+ * logs and tools: this library's and those of the queue layer, the driver library and the
+ * persistence library. status: any number; 0 is "MOX_OK", a number that is no code "unknown".
+ * Returns a string that is never freed. Any thread, any process. */
+MOX_API const gchar* mox_status_name(gint32 status);
+
 G_END_DECLS
 
 #endif

@@ -14,15 +14,18 @@
 
 namespace {
 
-// Two kinds of records whose end does not lie with the table alone. A leaf lock of their own guards
-// both sets, because records are freed under different locks; the sets are null until they are
-// needed.
+// Three kinds of records whose end does not lie with the table alone. A leaf lock of their own
+// guards the sets, because records are freed under different locks; the sets are null until they
+// are needed.
 G_LOCK_DEFINE_STATIC(unusual_ends);
 // Replaced in the table while somebody held them: their last holder frees them.
 GHashTable* g_replaced_records = nullptr;
 // In the table, but their last reference was an object that referred to them: nobody is on the way
 // to take them out, so they stay, unfindable, until they are replaced.
 GHashTable* g_left_in_table = nullptr;
+// Deleted while somebody held them: in the table without the table's reference, until their last
+// holder takes them out.
+GHashTable* g_deleted_in_table = nullptr;
 
 void add_to(GHashTable*& set, OBJECT_HEAD_S* object) {
     if (set == nullptr) {
@@ -33,6 +36,10 @@ void add_to(GHashTable*& set, OBJECT_HEAD_S* object) {
 
 bool take_from(GHashTable* set, OBJECT_HEAD_S* object) {
     return set != nullptr && g_hash_table_remove(set, object);
+}
+
+bool is_in(GHashTable* set, OBJECT_HEAD_S* object) {
+    return set != nullptr && g_hash_table_contains(set, object);
 }
 
 bool take_replaced(OBJECT_HEAD_S* object) {
@@ -52,14 +59,14 @@ void remove_unreferenced(OBJECT_HEAD_S* object) {
     }
 }
 
-// Drops a reference without taking the record out of the table. Returns whether nobody is left to
-// free it.
+// Drops a reference without taking the record out of a table that still counts on it. Returns
+// whether the record is the caller's to end.
 bool drop_in_place(OBJECT_HEAD_S* object) {
     const mox::MutexGuard guard(G_LOCK_NAME(unusual_ends));
     if (g_atomic_int_add(&object->ref_count, -1) != 1) {
         return false;
     }
-    if (take_from(g_replaced_records, object)) {
+    if (is_in(g_replaced_records, object) || is_in(g_deleted_in_table, object)) {
         return true;
     }
     add_to(g_left_in_table, object);
@@ -69,6 +76,10 @@ bool drop_in_place(OBJECT_HEAD_S* object) {
 // Lets a record go that has just been replaced. Returns whether nobody is left to free it.
 bool let_go(OBJECT_HEAD_S* object) {
     const mox::MutexGuard guard(G_LOCK_NAME(unusual_ends));
+    if (take_from(g_deleted_in_table, object)) {
+        add_to(g_replaced_records, object);
+        return false;
+    }
     const gint count = g_atomic_int_get(&object->ref_count);
     if (count == 1 || (count < 1 && take_from(g_left_in_table, object))) {
         return true;
@@ -114,6 +125,7 @@ void _free_object_head(gpointer object_head) {
     {
         const mox::MutexGuard guard(G_LOCK_NAME(unusual_ends));
         take_from(g_left_in_table, object);
+        take_from(g_deleted_in_table, object);
     }
     lom_clear_reference_bitmap(object->ref_bitmap, g_bitmap_id);
     if (shm_is_owner()) {
@@ -169,7 +181,7 @@ void drop_refered(OBJECT_HEAD_S& object) {
     OBJECT_HEAD_S* refered = object.refered_object;
     object.refered_object = nullptr;
     if (refered != nullptr && drop_in_place(refered)) {
-        _free_object_head(refered);
+        remove_unreferenced(refered);
     }
 }
 
@@ -177,6 +189,30 @@ void retire_replaced(OBJECT_HEAD_S* object_head) {
     if (let_go(object_head)) {
         _free_object_head(object_head);
     }
+}
+
+bool drop_table_reference(OBJECT_HEAD_S* object_head) {
+    const MutexGuard guard(G_LOCK_NAME(unusual_ends));
+    if (is_in(g_left_in_table, object_head)) {
+        return true;
+    }
+    if (is_in(g_deleted_in_table, object_head) || g_atomic_int_get(&object_head->ref_count) < 1) {
+        return false;
+    }
+    add_to(g_deleted_in_table, object_head);
+    return g_atomic_int_add(&object_head->ref_count, -1) == 1;
+}
+
+bool claim_table_reference(OBJECT_HEAD_S* object_head) {
+    const MutexGuard guard(G_LOCK_NAME(unusual_ends));
+    if (take_from(g_left_in_table, object_head)) {
+        g_atomic_int_set(&object_head->ref_count, 1);
+        return true;
+    }
+    if (!is_in(g_deleted_in_table, object_head)) {
+        return g_atomic_int_get(&object_head->ref_count) > 0;
+    }
+    return take_reference(object_head) && take_from(g_deleted_in_table, object_head);
 }
 
 }  // namespace mox

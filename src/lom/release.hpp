@@ -43,6 +43,16 @@ void drop_refered(OBJECT_HEAD_S& object);
 // held.
 void retire_replaced(OBJECT_HEAD_S* object_head);
 
+// Drops the object table's own reference, once however often it is asked. Returns whether the
+// record is the caller's to take out of the table and free; otherwise its last holder does that.
+// Called with a reference held, or with g_obj_hash_mutex.
+bool drop_table_reference(OBJECT_HEAD_S* object_head);
+
+// Gives the table's own reference to the caller, who takes the record out of the table for another
+// home. Returns false for a record that its last holder is about to free. Called with
+// g_obj_hash_mutex held.
+bool claim_table_reference(OBJECT_HEAD_S* object_head);
+
 }  // namespace mox
 
 #endif

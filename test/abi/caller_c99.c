@@ -1,10 +1,12 @@
 /* A C99 program that knows nothing but the public headers. */
 #include <classnode.h>
+#include <classtree.h>
 #include <expression.h>
 #include <ipcmsg.h>
 #include <lom.h>
 #include <moxlib/moxbase.h>
 #include <moxplat/osal.h>
+#include <mxroute.h>
 #include <pub.h>
 #include <shmem.h>
 

@@ -38,13 +38,7 @@ static void ignore_object(const gchar* class_name, OBJ_HANDLE obj_handle, gpoint
     ++*AS(int*, count);
 }
 
-static void ignore_property(OBJ_HANDLE obj_handle, const gchar* property_name, GVariant* value,
-                            gpointer count) {
-    (void)obj_handle;
-    (void)property_name;
-    (void)value;
-    ++*AS(int*, count);
-}
+#include "exported_property_calls.h"
 
 static void call_value_functions(void) {
     static char text[] = "ab";
@@ -97,6 +91,7 @@ static void call_value_functions(void) {
 static void call_output_functions(void) {
     CHECK(pub_log_init(NULL, "abi") == TRUE);
     pub_debug_print(MX_DBG_INFO, "every function is called once, number %d\n", 1);
+    CHECK(strcmp(mox_status_name(MOX_ERR_OVERRIDDEN), "MOX_ERR_OVERRIDDEN") == 0);
     CHECK(pub_env_higher_level(MX_DBG_ERR));
     CHECK(pub_get_env_value("MOX_TEST_NEVER_SET") == -1);
     CHECK(strcmp(pub_get_file_name("a/b"), "b") == 0);
@@ -158,6 +153,50 @@ static CLS_HANDLE call_class_functions(FILE* nowhere) {
     return fan;
 }
 
+/* A tree of one class, "Board", with a property and a method. */
+static void call_schema_functions(void) {
+    static const gchar type[PUB_TYPE_LENGTH] = "u";
+    guint32 number = 7;
+    guint32 count = 0;
+    gint32 class_count = 0;
+    DEFINED_CLASS_NODE_S* board = NULL;
+    DEFINED_PROPERTY_NODE_S* property = NULL;
+    GVariant* value = NULL;
+    GSList* list = NULL;
+    clt_create_class_tree(1);
+    CHECK(clt_get_class_tree_addr() != NULL);
+    clt_set_tree_addr(clt_get_class_tree_addr());
+    CHECK(clt_init_class("Board", 0, 4) == cls_get_class("Board"));
+    clt_create_property(0, 1);
+    clt_init_property(0, 0, 5, "Slot", type, 1, 1);
+    clt_create_method(0, 1);
+    clt_init_method(0, 0, 6, "Reset");
+    clt_create_method_para(0, 0, INPUT_PARA, 1);
+    clt_init_method_para(0, 0, INPUT_PARA, 0, type);
+    clt_create_method_property(0, 0, 1);
+    clt_init_method_property(0, 0, 0, "Timeout", "u", sizeof(number), &number);
+    clt_get_class_tree(&class_count, &board);
+    CHECK(class_count == 1 && board == clt_get_class_by_id(4));
+    CHECK(clt_get_property_by_class("Board", &count, &property) == 0 && count == 1);
+    CHECK(property != NULL && property == clt_get_property_by_id(board, 5));
+    CHECK(strcmp(clt_get_method_by_id(board, 6)->name, "Reset") == 0);
+    CHECK(clt_get_paralist("Board", "Reset", INPUT_PARA, &list) == 0 && g_slist_length(list) == 1);
+    g_slist_free_full(list, AS_DESTROY(g_variant_type_free));
+    CHECK(clt_get_method_property("Board", "Reset", "Timeout", &value) == 0);
+    CHECK(value != NULL && g_variant_get_uint32(value) == 7);
+    g_variant_unref(value);
+    CHECK(clt_get_all_children("Board", &list) == 0 && g_slist_length(list) == 1);
+    g_slist_free(list);
+}
+
+static void call_route_functions(void) {
+    GSList* list = NULL;
+    rut_add_module("fan", 5, 7);
+    rut_add_class("fan", 5, 7);
+    rut_get_list(&list);
+    CHECK(g_slist_length(list) == 2 && AS(ROUTE_S*, list->data)->target.msg_que_id == 7);
+}
+
 /* "Fan1" of class "Fan" with the int32 property "Speed". */
 static OBJ_HANDLE call_building_functions(void) {
     const gint32 number = 7;
@@ -214,83 +253,6 @@ static void call_registry_functions(OBJ_HANDLE handle, FILE* nowhere) {
     CHECK(lom_unlock_object(handle) == 0);
 }
 
-static void call_property_functions(OBJ_HANDLE handle) {
-    GVariant* value = NULL;
-    TLV_S tlv;
-    guchar bytes[4];
-    gchar type[PUB_TYPE_LENGTH];
-    int count = 0;
-    CHECK(lom_get_property_value(handle, "Speed", FALSE, &value, FALSE) == 0);
-    CHECK(value != NULL && g_variant_get_int32(value) == 7);
-    CHECK(lom_property_event(handle, "Speed", value, FALSE) == 0);
-    g_variant_unref(value);
-    CHECK(lom_get_property_value_v2(handle, "Speed", FALSE, sizeof(bytes), bytes, FALSE) == 0);
-    CHECK(lom_get_property_data(handle, "Speed", FALSE, &tlv, FALSE) == 0 && tlv.size == 4);
-    g_free(tlv.data);
-    CHECK(lom_get_property_memory_data(handle, "Speed", &tlv) == 0 && tlv.size == 4);
-    g_free(tlv.data);
-    CHECK(lom_get_property_type(handle, "Speed", type, PUB_TYPE_LENGTH) == 0 &&
-          strcmp(type, "i") == 0);
-    CHECK(lom_count_event(handle, "Speed", FALSE) == 0);
-    CHECK(lom_get_property_change_cnt(handle, "Speed", FALSE) == 1);
-    CHECK(lom_foreach_property(handle, ignore_property, &count) == 0 && count == 1);
-    lom_property_batch_read();
-}
-
-static void call_write_functions(OBJ_HANDLE handle) {
-    static char name[] = "Speed";
-    GVariant* value = g_variant_ref_sink(g_variant_new_int32(8));
-    GSList* names = g_slist_append(NULL, name);
-    GSList* values = NULL;
-    gboolean is_taken = FALSE;
-    CHECK(lom_set_property_value(handle, "Speed", value, PER_MODE_NOSUPPORT, FALSE) == 0);
-    CHECK(lom_apply_property_value(handle, "Speed", value, PER_MODE_NOSUPPORT, APPLY_AUTO_MODE,
-                                   FALSE) == 0);
-    CHECK(lom_override_property_value(handle, "Speed", value, PROPERTY_OVERRIDE, &is_taken) == 0);
-    CHECK(is_taken);
-    CHECK(lom_set_property_value(handle, "Speed", value, PER_MODE_NOSUPPORT, FALSE) ==
-          MOX_ERR_OVERRIDDEN);
-    CHECK(lom_override_property_value(handle, "Speed", NULL, PROPERTY_CANCEL_OVERRIDE, NULL) == 0);
-    CHECK(lom_multiget_property_value(handle, names, &values) == 0);
-    CHECK(values != NULL && g_variant_get_int32(AS(GVariant*, values->data)) == 8);
-    g_slist_free_full(values, AS_DESTROY(g_variant_unref));
-    g_slist_free(names);
-    g_variant_unref(value);
-    value = exp_get_value("i", 5, 0, 0, "X & 4");
-    CHECK(value != NULL && g_variant_get_int32(value) == 4);
-    g_variant_unref(value);
-}
-
-/* No store is open in this process. */
-static void call_persistence_functions(OBJ_HANDLE handle) {
-    GVariant* value = NULL;
-    gboolean is_saved = FALSE;
-    CHECK(lom_save_property_value(handle, "Speed", NULL, PER_MODE_PERMANENT, FALSE, FALSE) ==
-          PER_ERROR_CFG_INIT_FAIL);
-    CHECK(lom_get_saved_value(handle, "Speed", &value, PER_MODE_PERMANENT, FALSE) ==
-          PER_ERROR_CFG_INIT_FAIL);
-    CHECK(lom_is_property_value_saved(handle, "Speed", PER_MODE_PERMANENT, FALSE, &is_saved) ==
-          PER_ERROR_CFG_INIT_FAIL);
-    CHECK(lom_set_property_save_type(handle, "Speed", FALSE) == 0);
-    CHECK(lom_reset_property_status("Fan1", "Speed", 2) == 0);
-}
-
-static void call_hardware_functions(OBJ_HANDLE handle) {
-    GHashTable* family = g_hash_table_new(g_direct_hash, g_direct_equal);
-    GVariant* value = NULL;
-    gchar name[PUB_NAME_LENGTH] = "";
-    guint8 bytes[8] = {0};
-    CHECK(lom_get_property_accessor(handle, "Speed", name, PUB_NAME_LENGTH) == MOX_ERR_NO_ACCESSOR);
-    CHECK(lom_block_read(handle, "Speed", 0, 0, bytes) == MOX_ERR_NO_ACCESSOR);
-    CHECK(lom_block_write(handle, "Speed", 0, 4, bytes) == MOX_ERR_NO_ACCESSOR);
-    CHECK(lom_get_basic_hvalue(handle, "Speed", &value) == MOX_ERR_NO_ACCESSOR);
-    CHECK(lom_get_property_chip(handle, "Speed", name, PUB_NAME_LENGTH) == MOX_ERR_NO_ACCESSOR);
-    CHECK(lom_get_host_bus(handle, "Speed", name) == MOX_ERR_NO_ACCESSOR);
-    lom_family_to_hash(handle, family);
-    lom_create_has_object(0);
-    g_hash_table_destroy(family);
-}
-
 static void call_sharing_functions(OBJ_HANDLE handle) {
     guint32 bitmap[LOM_REF_BITMAP_WORDS] = {0};
     guint32 size = 0;
@@ -314,6 +276,31 @@ static void call_sharing_functions(OBJ_HANDLE handle) {
     lom_batch_unref(2);
     g_slist_free_full(records, g_free);
     g_slist_free(handles);
+}
+
+static void call_alias_functions(OBJ_HANDLE handle) {
+    CHECK(lom_bind_alias(handle, 0x1A) == 0);
+    CHECK(lom_get_with_alias("Fan", 0x1A) == handle);
+    CHECK(lom_get_data_with_alias("Fan", 0x1A) == lom_get_binded_data(handle));
+    CHECK(lom_unbind_alias(handle, 0x1A) == 0);
+    CHECK(lom_bind_alias(handle, 0x1B) == 0);
+    lom_unbind_all_alias(handle);
+    CHECK(lom_get_with_alias("Fan", 0x1B) == 0);
+}
+
+static void ignore_new_objects(CLS_HANDLE class_handle, GSList* object_names) {
+    (void)class_handle;
+    (void)object_names;
+}
+
+static void call_collection_functions(CLS_HANDLE fan) {
+    static const gchar* const names[] = {"Fan1"};
+    GVariant* value = g_variant_ref_sink(g_variant_new_strv(names, 1));
+    cls_create_collection("Fan", fan, ignore_new_objects);
+    CHECK(cls_get_state(fan) == CLASS_OBJECT_ARCHIVE);
+    CHECK(cls_get_collection_object(fan) == lom_get_object_handle("Fan:C"));
+    CHECK(lom_create_collection("Fan", 1, value) == 0);
+    g_variant_unref(value);
 }
 
 static void call_message_functions(CLS_HANDLE fan) {
@@ -343,6 +330,24 @@ static void call_message_functions(CLS_HANDLE fan) {
     g_variant_unref(value);
 }
 
+static void ignore_position(const gchar* class_name, OBJ_HANDLE obj_handle, gpointer position) {
+    CHECK(class_name != NULL && obj_handle != 0 && GPOINTER_TO_UINT(position) == 8);
+}
+
+static void call_lifecycle_functions(OBJ_HANDLE handle, FILE* nowhere) {
+    GHashTable* unsaved = g_hash_table_new(g_str_hash, g_str_equal);
+    lom_remove_to_garbage(8, unsaved);
+    CHECK(g_hash_table_size(unsaved) == 0);
+    lom_reclaim_garbage();
+    lom_list_garbage(nowhere);
+    lom_batch_delete(8, ignore_position);
+    CHECK(lom_get_object_handle(lom_get_object_name(handle)) == handle);
+    lom_delete_object(handle);
+    CHECK(lom_get_object_handle(lom_get_object_name(handle)) == 0);
+    g_hash_table_destroy(unsaved);
+    lom_detach_objects();
+}
+
 /* Returns the number of calls that did not do what they should. */
 static int call_every_function(void) {
     FILE* nowhere = fopen("/dev/null", "w");
@@ -353,6 +358,8 @@ static int call_every_function(void) {
     call_value_functions();
     call_pool_functions(nowhere);
     fan = call_class_functions(nowhere);
+    call_schema_functions();
+    call_route_functions();
     handle = call_building_functions();
     call_registry_functions(handle, nowhere);
     call_property_functions(handle);
@@ -360,8 +367,11 @@ static int call_every_function(void) {
     call_persistence_functions(handle);
     call_hardware_functions(handle);
     call_sharing_functions(handle);
+    call_alias_functions(handle);
+    call_collection_functions(fan);
     call_message_functions(fan);
     cls_del_object(handle);
+    call_lifecycle_functions(handle, nowhere);
     osal_process_release_all();
     fclose(nowhere);
     return failed_checks;

@@ -2,6 +2,7 @@
 // offsets of records with pointers are those of this word size, because a pool and the records that
 // lead into it are of one word size.
 #include <classnode.h>
+#include <classtree.h>
 #include <gtest/gtest.h>
 #include <ipcmsg.h>
 #include <lom/object.h>
@@ -9,6 +10,7 @@
 #include <moxplat/driver.h>
 #include <moxplat/persist.h>
 #include <moxplat/space.h>
+#include <mxroute.h>
 #include <pub.h>
 
 #include <cstddef>
@@ -202,6 +204,50 @@ TEST(ListenerRecord, HasItsFieldsInOrder) {
             FIELD(SERIALIZED_LISTENER_LIST_S, next, on(8, 16), kPointer));
     COMPARE(LISTENER_ARRAY_HEAD_S, 4, FIELD(LISTENER_ARRAY_HEAD_S, count, 0, 1),
             TAIL(LISTENER_ARRAY_HEAD_S, ipc_port, 4));
+}
+
+TEST(SchemaRecord, HasItsFieldsInOrder) {
+    COMPARE(DEFINED_CLASS_NODE_S, on(24, 48), FIELD(DEFINED_CLASS_NODE_S, name, 0, kPointer),
+            FIELD(DEFINED_CLASS_NODE_S, id, kPointer, 2),
+            FIELD(DEFINED_CLASS_NODE_S, property_array, on(8, 16), kPointer),
+            FIELD(DEFINED_CLASS_NODE_S, method_array, on(12, 24), kPointer),
+            FIELD(DEFINED_CLASS_NODE_S, children, on(16, 32), kPointer),
+            FIELD(DEFINED_CLASS_NODE_S, next, on(20, 40), kPointer));
+    COMPARE(DEFINED_PROPERTY_NODE_S, on(16, 24), FIELD(DEFINED_PROPERTY_NODE_S, name, 0, kPointer),
+            FIELD(DEFINED_PROPERTY_NODE_S, type, kPointer, 6),
+            FIELD(DEFINED_PROPERTY_NODE_S, id, on(10, 14), 2),
+            FIELD(DEFINED_PROPERTY_NODE_S, exported, on(12, 16), 1),
+            FIELD(DEFINED_PROPERTY_NODE_S, key, on(13, 17), 1));
+    COMPARE(DEFINED_METHOD_NODE_S, on(20, 40), FIELD(DEFINED_METHOD_NODE_S, name, 0, kPointer),
+            FIELD(DEFINED_METHOD_NODE_S, id, kPointer, 2),
+            FIELD(DEFINED_METHOD_NODE_S, para, on(8, 16), 2 * kPointer),
+            FIELD(DEFINED_METHOD_NODE_S, property_arr, on(16, 32), kPointer));
+    COMPARE(METHOD_PROPERTY_NODE_S, on(20, 32), FIELD(METHOD_PROPERTY_NODE_S, name, 0, kPointer),
+            FIELD(METHOD_PROPERTY_NODE_S, type, kPointer, 6),
+            FIELD(METHOD_PROPERTY_NODE_S, size, on(12, 16), kPointer),
+            FIELD(METHOD_PROPERTY_NODE_S, data, on(16, 24), kPointer));
+    COMPARE(DEFINED_METHOD_PARA_NODE_S, 6, FIELD(DEFINED_METHOD_PARA_NODE_S, type, 0, 6));
+}
+
+TEST(SchemaArray, HasItsElementsDirectlyBehindItsCount) {
+    COMPARE(DEFINED_CLASS_ARRAY_S, kPointer, FIELD(DEFINED_CLASS_ARRAY_S, size, 0, kPointer),
+            TAIL(DEFINED_CLASS_ARRAY_S, classes, kPointer));
+    COMPARE(DEFINED_PROPERTY_ARRAY_S, kPointer, FIELD(DEFINED_PROPERTY_ARRAY_S, size, 0, kPointer),
+            TAIL(DEFINED_PROPERTY_ARRAY_S, property, kPointer));
+    COMPARE(DEFINED_METHOD_ARRAY_S, kPointer, FIELD(DEFINED_METHOD_ARRAY_S, size, 0, kPointer),
+            TAIL(DEFINED_METHOD_ARRAY_S, method, kPointer));
+    COMPARE(DEFINED_METHOD_PARA_ARRAY_S, kPointer,
+            FIELD(DEFINED_METHOD_PARA_ARRAY_S, size, 0, kPointer),
+            TAIL(DEFINED_METHOD_PARA_ARRAY_S, para, kPointer));
+    COMPARE(METHOD_PROPERTY_ARRAY_S, kPointer, FIELD(METHOD_PROPERTY_ARRAY_S, count, 0, kPointer),
+            TAIL(METHOD_PROPERTY_ARRAY_S, property, kPointer));
+    EXPECT_EQ((std::vector<int>{INPUT_PARA, OUTPUT_PARA}), (std::vector<int>{0, 1}));
+}
+
+TEST(RouteRecord, HasItsFieldsInOrder) {
+    COMPARE(ROUTE_TARGET_S, 8, FIELD(ROUTE_TARGET_S, rpc_port, 0, 4),
+            FIELD(ROUTE_TARGET_S, msg_que_id, 4, 4));
+    COMPARE(ROUTE_S, 40, FIELD(ROUTE_S, target_name, 0, 32), FIELD(ROUTE_S, target, 32, 8));
 }
 
 TEST(ModuleRecord, HasItsFieldsInOrder) {

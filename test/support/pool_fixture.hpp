@@ -28,6 +28,7 @@
 #include "classnode/class_table.hpp"
 #include "ipcmsg/message.hpp"
 #include "ipcmsg/newobj_event.hpp"
+#include "lom/garbage.hpp"
 #include "lom/hooks.hpp"
 #include "lom/object_table.hpp"
 #include "shmem/pool.hpp"
@@ -62,8 +63,12 @@ inline void forget_classes() {
     g_share_data_base_addr = nullptr;
 }
 
-// Forgets every object of this process, as the owner or member that it is now.
+// Forgets every object of this process and its garbage, as the owner or member that it is now.
 inline void forget_objects() {
+    if (g_recycle_hashtable != nullptr) {
+        g_hash_table_destroy(g_recycle_hashtable);
+        g_recycle_hashtable = nullptr;
+    }
     if (g_local_object_hashtable != nullptr) {
         g_hash_table_destroy(g_local_object_hashtable);
         g_local_object_hashtable = nullptr;

@@ -1,5 +1,7 @@
 // The table among threads that look up, replace, delete and traverse at the same time.
+#include <classnode.h>
 #include <gtest/gtest.h>
+#include <lom/lifecycle.h>
 
 #include <atomic>
 #include <functional>
@@ -200,6 +202,56 @@ TEST_F(TableAmongThreads, FetchesAMissingObjectOnce) {
     for (std::thread& thread : threads) thread.join();
     EXPECT_EQ(fetches, 1);
     EXPECT_EQ(found, kReaders + 1);
+}
+
+TEST_F(TableAmongThreads, FreesADeletedObjectOnceThoughSeveralThreadsDeleteIt) {
+    constexpr guint32 kRounds = 300;
+    add_version(0);
+    const gsize blocks_of_one = space::live_blocks();
+    const OBJ_HANDLE fan = lom_name_to_handle("Fan1");
+    run_beside(
+        [fan] {
+            gchar name[32];
+            lom_get_class_name(fan, name, 32);
+            if (lom_get_position(fan) % 2 == 1) lom_delete_object(fan);
+        },
+        [fan] {
+            for (guint32 version = 1; version <= kRounds; ++version) {
+                add_version(version);
+                lom_delete_object(fan);
+                while (lom_get_position(fan) == version) std::this_thread::yield();
+            }
+        });
+    add_version(0);
+    EXPECT_EQ(space::live_blocks(), blocks_of_one);
+    EXPECT_EQ(osal::bad_sem_frees(), 0U);
+}
+
+TEST_F(TableAmongThreads, FreesGarbageOnceThoughItIsHeldAndReclaimedByOthers) {
+    constexpr guint32 kRounds = 300;
+    cls_create_class("Fan");
+    const gsize blocks_of_none = space::live_blocks();
+    GHashTable* const unsaved = g_hash_table_new_full(
+        g_str_hash, g_str_equal, g_free,
+        [](gpointer names) { g_slist_free_full(static_cast<GSList*>(names), g_free); });
+    run_beside(
+        [] {
+            OBJECT_HEAD_S* const held = _get_object_ptr_option("Fan1", TRUE);
+            lom_reclaim_garbage();
+            lom_batch_unref(5);
+            _object_unref(held);
+        },
+        [unsaved] {
+            for (guint32 version = 1; version <= kRounds; ++version) {
+                add_version(3);
+                if (version % 3 == 0) lom_delete_object(lom_name_to_handle("Fan1"));
+                lom_remove_to_garbage(3, unsaved);
+            }
+        });
+    lom_reclaim_garbage();
+    g_hash_table_destroy(unsaved);
+    EXPECT_EQ(space::live_blocks(), blocks_of_none);
+    EXPECT_EQ(osal::bad_sem_frees(), 0U);
 }
 
 }  // namespace
