@@ -5,7 +5,7 @@
 
 .DEFAULT_GOAL := help
 .NOTPARALLEL:
-.PHONY: help demo test build check bench format clean distclean
+.PHONY: help demo test build check coverage bench format clean distclean
 
 SHELL := /bin/bash
 .SHELLFLAGS := -euo pipefail -c
@@ -32,6 +32,11 @@ check: ## formatting, include directions, exported names, clang-tidy
 	@preset=$$(tools/wordsizes.sh demo)-release; \
 	tools/build.sh $$preset; \
 	tools/check.sh $$preset
+
+coverage: ## which lines and branches of src/ the tests reach; fails under the limits
+	@tools/setup.sh coverage
+	@tools/build.sh coverage
+	@tools/coverage.sh build/coverage
 
 bench: ## the benchmarks of each word size
 	@tools/setup.sh bench

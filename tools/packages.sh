@@ -14,6 +14,9 @@ packages_test=(
     binutils clang-format clang-tidy file
 )
 
+# What the coverage report needs on top of the tests' packages.
+packages_coverage=(gcovr)
+
 # What the benchmarks need on top of the demonstration's.
 packages_bench=(libbenchmark-dev)
 

@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
 # Prints the word sizes to build for, "32", "64" or "32 64".
 #
-#   tools/wordsizes.sh demo|test|bench
+#   tools/wordsizes.sh demo|test|bench|coverage
 #
-# WORDSIZE in the environment decides; otherwise "demo" takes the machine's own word size and the
-# others take all that this machine can build and run.
+# WORDSIZE in the environment decides; otherwise "demo" and "coverage" take the machine's own word size
+# and the others take all that this machine can build and run.
 set -euo pipefail
 
 native=$(getconf LONG_BIT)
@@ -18,7 +18,7 @@ fi
 
 wanted=${WORDSIZE:-}
 if [[ -z $wanted ]]; then
-    if [[ ${1:-} == demo ]]; then echo "$native"; else echo "$possible"; fi
+    if [[ ${1:-} == demo || ${1:-} == coverage ]]; then echo "$native"; else echo "$possible"; fi
     exit 0
 fi
 if [[ $wanted != 32 && $wanted != 64 ]]; then
