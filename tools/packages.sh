@@ -12,6 +12,7 @@ packages_demo=(
 packages_test=(
     libgtest-dev libgmock-dev
     binutils clang-format clang-tidy file
+    python3-jsonschema
 )
 
 # What the coverage report needs on top of the tests' packages.

@@ -10,14 +10,13 @@
 #include <algorithm>
 #include <optional>
 #include <unordered_map>
-#include <vector>
 
 #include "model/saved_state.hpp"
+#include "model/schema_build.hpp"
+#include "model/type_field.hpp"
 
 namespace mox::host {
 namespace {
-
-constexpr std::size_t marker_byte = 3;
 
 std::string exhausted(const char* what, const std::string& name) {
     return std::string("the pool has no room for ") + what + " \"" + name +
@@ -29,18 +28,13 @@ const std::string& module_of(const ClassDef& entry, const std::string& owner_nam
 }
 
 std::string build_classes(const std::vector<ClassDef>& classes, const std::string& owner_name) {
-    CLS_HANDLE previous = nullptr;
-    for (const ClassDef& entry : classes) {
-        CLS_HANDLE handle = cls_create_class(entry.name.c_str());
-        if (handle == nullptr || cls_get_class_name(handle) == nullptr) {
-            return exhausted("class", entry.name);
-        }
-        cls_set_next(previous, handle);
-        cls_set_module(handle, module_handle(module_of(entry, owner_name)));
-        previous = handle;
+    const std::string without_room = build_schema(classes);
+    if (!without_room.empty()) {
+        return exhausted("class", without_room);
     }
     for (const ClassDef& entry : classes) {
-        cls_set_parent(cls_get_class(entry.name.c_str()), cls_get_class(entry.parent.c_str()));
+        cls_set_module(cls_get_class(entry.name.c_str()),
+                       module_handle(module_of(entry, owner_name)));
     }
     return {};
 }
@@ -48,10 +42,8 @@ std::string build_classes(const std::vector<ClassDef>& classes, const std::strin
 // bytes: outlive the package.
 CONST_TLV_S package(const PropertyValue& property, const std::string& bytes) {
     CONST_TLV_S tlv = {};
-    property.type.copy(tlv.type, sizeof tlv.type - 1);
-    if (property.kind == PropertyKind::reference) {
-        tlv.type[marker_byte] = PUB_REFERENCE_MARKER;
-    }
+    const TypeField type = type_field(property.type, property.kind);
+    std::copy(type.begin(), type.end(), tlv.type);
     tlv.size = static_cast<guint32>(bytes.size());
     tlv.data = bytes.data();
     return tlv;
@@ -72,29 +64,27 @@ bool fill_property(OBJECT_HEAD_S* record, guint32 at, const PropertyValue& prope
 
 class ObjectBuilder {
 public:
-    ObjectBuilder(const std::vector<ObjectDef>& objects, const std::string& owner_name, Saved saved)
-        : objects_(objects),
-          owner_name_(owner_name),
-          saved_(saved),
-          is_built_(objects.size(), false) {
-        for (std::size_t at = 0; at < objects.size(); ++at) {
-            index_.emplace(objects[at].name, at);
+    ObjectBuilder(const std::vector<const ObjectDef*>& objects, const std::string& owner_name,
+                  Saved saved)
+        : owner_name_(owner_name), saved_(saved) {
+        for (const ObjectDef* const object : objects) {
+            waiting_.emplace(object->name, object);
         }
     }
 
-    // Builds one object, its mutex object first; a mutex object has none itself.
-    std::string build(std::size_t at) {
-        const ObjectDef& object = objects_[at];
-        if (is_built_[at]) {
+    // Builds one object, its mutex object first; a mutex object has none itself, and may be there
+    // already.
+    std::string build(const std::string& name) {
+        const auto found = waiting_.find(name);
+        if (found == waiting_.end()) {
             return {};
         }
-        if (!object.mutex_object.empty()) {
-            std::string cause = build(index_.at(object.mutex_object));
-            if (!cause.empty()) {
-                return cause;
-            }
+        const ObjectDef& object = *found->second;
+        std::string cause = build(object.mutex_object);
+        if (!cause.empty()) {
+            return cause;
         }
-        is_built_[at] = true;
+        waiting_.erase(name);
         return make(object);
     }
 
@@ -108,11 +98,23 @@ private:
         if (record == nullptr) {
             return exhausted("object", object.name);
         }
+        std::string cause = fill(object, record);
+        if (cause.empty()) {
+            publish(object, record);
+        } else {
+            // In the table what is half built can be removed with its position.
+            lom_add_object(record);
+        }
+        return cause;
+    }
+
+    std::string fill(const ObjectDef& object, OBJECT_HEAD_S* record) const {
         if (record->semid < 0) {
             return "no semaphore for object \"" + object.name +
                    "\": the system's shared-memory segments are used up (kernel.shmmni, "
                    "kernel.shmall)";
         }
+        lom_mutex_object(record);
         guint32 at = 0;
         for (const PropertyValue& property : object.properties) {
             std::optional<std::string> bytes;
@@ -123,8 +125,6 @@ private:
                 return exhausted("property", object.name + '.' + property.name);
             }
         }
-        lom_mutex_object(record);
-        publish(object, record);
         return {};
     }
 
@@ -149,11 +149,9 @@ private:
         lom_ready_object(record);
     }
 
-    const std::vector<ObjectDef>& objects_;
     const std::string& owner_name_;
     Saved saved_;
-    std::vector<bool> is_built_;
-    std::unordered_map<std::string, std::size_t> index_;
+    std::unordered_map<std::string, const ObjectDef*> waiting_;  // by name; not built yet
 };
 
 }  // namespace
@@ -166,13 +164,19 @@ bool is_owned_by(const ObjectDef& object, const std::string& module_name) {
     return cls_get_module(cls_get_class(object.class_name.c_str())) == module_handle(module_name);
 }
 
-std::string build_model(const Profile& profile, const std::string& owner_name, Saved saved) {
-    std::string cause = build_classes(profile.classes, owner_name);
-    ObjectBuilder builder(profile.objects, owner_name, saved);
-    for (std::size_t at = 0; at < profile.objects.size() && cause.empty(); ++at) {
-        cause = builder.build(at);
+std::string build_objects(const std::vector<const ObjectDef*>& objects,
+                          const std::string& owner_name, Saved saved) {
+    ObjectBuilder builder(objects, owner_name, saved);
+    std::string cause;
+    for (auto object = objects.begin(); object != objects.end() && cause.empty(); ++object) {
+        cause = builder.build((*object)->name);
     }
     return cause;
+}
+
+std::string build_model(const ModelIndex& model, const std::string& owner_name, Saved saved) {
+    std::string cause = build_classes(model.profile().classes, owner_name);
+    return cause.empty() ? build_objects(model.objects_of(""), owner_name, saved) : cause;
 }
 
 }  // namespace mox::host

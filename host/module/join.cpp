@@ -2,6 +2,7 @@
 // ids, hooks, queue. What fails on the way closes the connection, and the owner then undoes its
 // part.
 #include <classnode.h>
+#include <classtree.h>
 #include <lom.h>
 #include <pub.h>
 #include <shmem.h>
@@ -9,6 +10,7 @@
 
 #include <atomic>
 
+#include "module/dropped_copies.hpp"
 #include "module/host_error.hpp"
 #include "module/module.hpp"
 #include "module/object_hooks.hpp"
@@ -30,6 +32,7 @@ struct Grant {
     gint32 bitmap_id = 0;
     gint32 queue_id = 0;
     guint64 class_base = 0;
+    guint64 class_tree = 0;
     guint64 read_stamps = 0;
     gint32 pool_id = 0;
     guint64 pool_bytes = 0;
@@ -64,12 +67,27 @@ bool ask_to_join(const gchar* name, MOX_MODULE_TYPE type, Grant& grant, GError**
         return false;
     }
     g_variant_get(reply.get(), wire::join_reply, &grant.bitmap_id, &grant.queue_id,
-                  &grant.class_base, &grant.read_stamps, &grant.pool_id, &grant.pool_bytes);
+                  &grant.class_base, &grant.class_tree, &grant.read_stamps, &grant.pool_id,
+                  &grant.pool_bytes);
     return true;
 }
 
 bool is_in_pool(guint64 address, gsize length, const Grant& grant) {
     return lies_in_pool(at_address<void>(address), length, grant.pool_bytes);
+}
+
+// An owner without a tree, whose address is null, is good as well.
+bool has_tree_in_pool(const Grant& grant) {
+    if (grant.class_tree == 0) {
+        return true;
+    }
+    if (!is_in_pool(grant.class_tree, sizeof(DEFINED_CLASS_ARRAY_S), grant)) {
+        return false;
+    }
+    const auto* const tree = at_address<const DEFINED_CLASS_ARRAY_S>(grant.class_tree);
+    const guint64 bytes = sizeof *tree + guint64{tree->size} * sizeof(DEFINED_CLASS_NODE_S);
+    return tree->size <= grant.pool_bytes &&
+           is_in_pool(grant.class_tree, static_cast<gsize>(bytes), grant);
 }
 
 bool use_pool(const Grant& grant, GError** error) {
@@ -80,12 +98,14 @@ bool use_pool(const Grant& grant, GError** error) {
     }
     const bool has_classes = grant.class_base != 0;
     if ((has_classes && !is_in_pool(grant.class_base, sizeof(SHARE_CLASS_DATA_S), grant)) ||
+        !has_tree_in_pool(grant) ||
         !is_in_pool(grant.read_stamps, sizeof(wire::ReadStampTable), grant)) {
         set_error(error, MOXHOST_ERROR_NO_POOL,
                   "the addresses that the owner gave do not lie in the pool");
         return false;
     }
     cls_init_share_data(at_address<void>(grant.class_base));
+    clt_set_tree_addr(at_address<void>(grant.class_tree));
     return true;
 }
 
@@ -93,6 +113,7 @@ MoxHostModule* make_module(const gchar* name, MOX_MODULE_TYPE type, const Grant&
     auto module = std::make_unique<MoxHostModule>();
     module->info.module_id = grant.bitmap_id;
     module->info.pid = getpid();
+    module->info.rpc_port = grant.bitmap_id;
     module->info.msg_que_id = grant.queue_id;
     module->info.share_class_base = at_address<void>(grant.class_base);
     g_strlcpy(module->info.module_name, name, sizeof module->info.module_name);
@@ -117,8 +138,8 @@ MoxHostModule* join(const std::string& run_dir, const gchar* name, MOX_MODULE_TY
         }
     };
     Grant grant;
-    if (!owner_link().open(run_dir, on_lost, error) || !ask_to_join(name, type, grant, error) ||
-        !use_pool(grant, error)) {
+    if (!owner_link().open(run_dir, {on_lost, drop_copies_and_tell}, error) ||
+        !ask_to_join(name, type, grant, error) || !use_pool(grant, error)) {
         owner_link().close();
         return nullptr;
     }
@@ -163,10 +184,12 @@ void moxhost_leave(MoxHostModule* module) {
     module->inbox.reset();
     remove_store_hooks();
     remove_object_hooks();
+    // What they lead to may be freed from now on.
+    drop_all_copies();
     // Without an answer the owner notices the closed connection, or is gone itself.
     owner_link().call("Leave", nullptr, wire::empty_reply, nullptr);
     owner_link().close();
-    // Copies that are still held here must not clear the bit of a later module.
+    // A copy that is held here all the same must not clear the bit of a later module.
     lom_set_bitmap_id(0);
     ipc_msg_set_port(0);
     delete module;

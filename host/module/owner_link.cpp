@@ -80,6 +80,7 @@ MoxHostError code_of(const char* name) {
     if (g_strcmp0(name, wire::error_mismatch) == 0) return MOXHOST_ERROR_MISMATCH;
     if (g_strcmp0(name, wire::error_not_found) == 0) return MOXHOST_ERROR_NOT_FOUND;
     if (g_strcmp0(name, wire::error_failed) == 0) return MOXHOST_ERROR_FAILED;
+    if (g_strcmp0(name, wire::error_state) == 0) return MOXHOST_ERROR_STATE;
     return MOXHOST_ERROR_REFUSED;
 }
 
@@ -126,7 +127,7 @@ bool is_own_user(GDBusConnection* connection) {
 
 }  // namespace
 
-bool OwnerLink::open(const std::string& run_dir, std::function<void()> on_lost, GError** error) {
+bool OwnerLink::open(const std::string& run_dir, Events events, GError** error) {
     const std::string address = wire::socket_address(run_dir);
     if (address.empty()) {
         set_error(error, MOXHOST_ERROR_NO_OWNER,
@@ -149,8 +150,11 @@ bool OwnerLink::open(const std::string& run_dir, std::function<void()> on_lost, 
                       " runs as another user; start moxd as this user");
         return false;
     }
-    on_lost_ = std::move(on_lost);
+    events_ = std::move(events);
     closed_handler_ = g_signal_connect(connection.get(), "closed", G_CALLBACK(on_closed), this);
+    subscription_ = g_dbus_connection_signal_subscribe(
+        connection.get(), nullptr, wire::interface_name, wire::gone_signal, wire::object_path,
+        nullptr, G_DBUS_SIGNAL_FLAGS_NONE, on_signal, this, nullptr);
     const std::lock_guard lock(mutex_);
     connection_ = connection.release();
     return true;
@@ -165,7 +169,8 @@ void OwnerLink::close() {
     }
     if (connection) {
         g_signal_handler_disconnect(connection.get(), closed_handler_);
-        on_lost_ = nullptr;
+        g_dbus_connection_signal_unsubscribe(connection.get(), subscription_);
+        events_ = {};
         g_dbus_connection_close_sync(connection.get(), nullptr, nullptr);
     }
 }
@@ -173,13 +178,7 @@ void OwnerLink::close() {
 VariantPtr OwnerLink::call(const char* method, GVariant* arguments, const char* reply_type,
                            GError** error) {
     const VariantPtr sunk(arguments == nullptr ? nullptr : g_variant_ref_sink(arguments));
-    ConnectionPtr connection;
-    {
-        const std::lock_guard lock(mutex_);
-        if (connection_ != nullptr) {
-            connection.reset(static_cast<GDBusConnection*>(g_object_ref(connection_)));
-        }
-    }
+    const ConnectionPtr connection(take_connection());
     if (!connection) {
         set_error(error, MOXHOST_ERROR_LOST,
                   std::string("call ") + method + ": there is no connection to the owner");
@@ -197,10 +196,37 @@ VariantPtr OwnerLink::call(const char* method, GVariant* arguments, const char* 
     return reply;
 }
 
+void OwnerLink::tell(const char* method, GVariant* arguments) {
+    const VariantPtr sunk(g_variant_ref_sink(arguments));
+    const ConnectionPtr connection(take_connection());
+    if (connection) {
+        // Without a call-back it is marked as a call that wants no reply.
+        g_dbus_connection_call(connection.get(), nullptr, wire::object_path, wire::interface_name,
+                               method, sunk.get(), nullptr, G_DBUS_CALL_FLAGS_NO_AUTO_START, -1,
+                               nullptr, nullptr, nullptr);
+    }
+}
+
+GDBusConnection* OwnerLink::take_connection() {
+    const std::lock_guard lock(mutex_);
+    return connection_ == nullptr ? nullptr
+                                  : static_cast<GDBusConnection*>(g_object_ref(connection_));
+}
+
 void OwnerLink::on_closed(GDBusConnection*, gboolean, GError*, gpointer self) {
     const auto* const link = static_cast<const OwnerLink*>(self);
-    if (link->on_lost_) {
-        link->on_lost_();
+    if (link->events_.on_lost) {
+        link->events_.on_lost();
+    }
+}
+
+void OwnerLink::on_signal(GDBusConnection*, const gchar*, const gchar*, const gchar*, const gchar*,
+                          GVariant* arguments, gpointer self) {
+    const auto* const link = static_cast<const OwnerLink*>(self);
+    if (link->events_.on_gone && g_variant_is_of_type(arguments, G_VARIANT_TYPE(wire::gone_type))) {
+        guint32 position = 0;
+        g_variant_get(arguments, wire::gone_type, &position);
+        link->events_.on_gone(position);
     }
 }
 

@@ -21,9 +21,14 @@ using VariantPtr = std::unique_ptr<GVariant, VariantDelete>;
 // of the caller's main context.
 class OwnerLink {
 public:
-    // Connects; false with error set. on_lost: called in the thread-default main context of this
-    // call, once, when the connection breaks before close().
-    bool open(const std::string& run_dir, std::function<void()> on_lost, GError** error);
+    // What the connection tells by itself, in the thread-default main context of open().
+    struct Events {
+        std::function<void()> on_lost;                  // it broke before close(); once
+        std::function<void(guint32 position)> on_gone;  // the owner removed a position's objects
+    };
+
+    // Connects; false with error set.
+    bool open(const std::string& run_dir, Events events, GError** error);
 
     // Nothing happens on a link that is not open. From the thread that opened it.
     void close();
@@ -33,14 +38,25 @@ public:
     VariantPtr call(const char* method, GVariant* arguments, const char* reply_type,
                     GError** error);
 
+    // Sends a call that has no answer; does not wait. arguments: a floating tuple. Nothing happens
+    // without a connection.
+    void tell(const char* method, GVariant* arguments);
+
 private:
     static void on_closed(GDBusConnection* connection, gboolean by_peer, GError* error,
                           gpointer self);
+    static void on_signal(GDBusConnection* connection, const gchar* sender, const gchar* path,
+                          const gchar* interface_name, const gchar* signal, GVariant* arguments,
+                          gpointer self);
+
+    // Null when there is none; a reference of the caller's own.
+    GDBusConnection* take_connection();
 
     std::mutex mutex_;
     GDBusConnection* connection_ = nullptr;  // under the mutex
     gulong closed_handler_ = 0;
-    std::function<void()> on_lost_;
+    guint subscription_ = 0;
+    Events events_;
 };
 
 // The process's link; lives as long as the process.

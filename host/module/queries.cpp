@@ -3,6 +3,7 @@
 
 #include <cstring>
 
+#include "module/dropped_copies.hpp"
 #include "module/host_error.hpp"
 #include "module/module.hpp"
 #include "module/owner_link.hpp"
@@ -14,6 +15,16 @@ namespace {
 // The handle of a name that is known here; unlike the library's, it makes none.
 OBJ_HANDLE known_handle(const gchar* object_name) {
     return static_cast<OBJ_HANDLE>(g_quark_try_string(object_name));
+}
+
+// A listener that is told of a removal finds nothing here any more, whether or not the owner's word
+// to this process has come yet.
+void drop_removed(const MOX_MSG_S& message) {
+    if (message.head.msg_type == MOX_MSG_DEL_OBJECT) {
+        MSG_DEL_RU_EVENT_S event;
+        std::memcpy(&event, message.data, sizeof event);
+        drop_copies(event.position);
+    }
 }
 
 void count_received(const MOX_MSG_S& message) {
@@ -90,6 +101,7 @@ void moxhost_set_message_func(MoxHostModule* module, MoxHostMessageFunc func, gp
     module->inbox->set_message_func(
         [module, func, user_data](const MOX_MSG_S& message, gint64 arrival_ns) {
             count_received(message);
+            drop_removed(message);
             func(module, &message, arrival_ns, user_data);
         });
 }

@@ -7,24 +7,26 @@
 #include <string>
 #include <vector>
 
-#include "profile/profile.hpp"
+#include "model/model_index.hpp"
 
 namespace mox::host {
 
 // For the thread of the main loop only.
 class FormulaRefresh {
 public:
-    explicit FormulaRefresh(const Profile& profile);
+    // model: outlives this object.
+    explicit FormulaRefresh(const ModelIndex& model);
 
-    // Reads every formula's result live; an unchanged input costs no evaluation. A formula that
-    // begins to fail, or is computed again, gets one log line.
+    // Reads the result of every formula that is there live; an unchanged input costs no evaluation.
+    // A formula that begins to fail, or is computed again, gets one log line.
     void read_all();
 
 private:
     struct Formula {
-        std::string object;
+        const ObjectDef* object;
         gint32 last_result;
     };
+    const ModelIndex& model_;
     std::vector<Formula> formulas_;
 };
 

@@ -1,5 +1,5 @@
 // moxd: the owner process. Exit status 0 after a clean stop, 1 when it could not start, 2 for a
-// wrong profile.
+// wrong profile. With --check it starts nothing: 0 for a good profile, 2 for a wrong one.
 #include <glib-unix.h>
 #include <moxlib/moxbase.h>
 #include <pub.h>
@@ -29,6 +29,7 @@ struct Options {
     StringPtr state_dir;
     StringPtr volatile_dir;
     StringPtr name;
+    StringPtr check;
     gboolean wants_version = FALSE;
 };
 
@@ -39,6 +40,7 @@ bool read_options(int argc, char** argv, Options& options) {
     gchar* state_dir = nullptr;
     gchar* volatile_dir = nullptr;
     gchar* name = nullptr;
+    gchar* check = nullptr;
     const GOptionEntry entries[] = {
         {"profile", 'p', 0, G_OPTION_ARG_FILENAME, &profile, "the classes and objects to serve",
          "FILE"},
@@ -54,6 +56,8 @@ bool read_options(int argc, char** argv, Options& options) {
          "DIR"},
         {"name", 'n', 0, G_OPTION_ARG_STRING, &name, "the owner's module name (default: moxd)",
          "NAME"},
+        {"check", 'c', 0, G_OPTION_ARG_FILENAME, &check,
+         "name all faults of a profile and end, without starting anything", "FILE"},
         {"version", 'V', 0, G_OPTION_ARG_NONE, &options.wants_version, "print the version and end",
          nullptr},
         {nullptr, 0, 0, G_OPTION_ARG_NONE, nullptr, nullptr, nullptr}};
@@ -66,6 +70,7 @@ bool read_options(int argc, char** argv, Options& options) {
     options.run_dir.reset(run_dir);
     options.state_dir.reset(state_dir);
     options.volatile_dir.reset(volatile_dir);
+    options.check.reset(check);
     options.name.reset(name != nullptr ? name : g_strdup("moxd"));
     if (!parsed) {
         std::fprintf(stderr, "moxd: %s; see moxd --help\n", error->message);
@@ -86,11 +91,26 @@ bool check_options(const Options& options) {
         std::fprintf(stderr, "moxd: --name must have 1 to 31 bytes\n");
         return false;
     }
-    if (!options.profile && options.wants_version == FALSE) {
+    if (!options.profile && !options.check && options.wants_version == FALSE) {
         std::fprintf(stderr, "moxd: --profile FILE is missing; see moxd --help\n");
         return false;
     }
     return true;
+}
+
+// Prints a line for each fault, or the one that there is none.
+int check(const char* path) {
+    const mox::host::CheckedProfile checked = mox::host::check_profile(path);
+    for (const std::string& fault : checked.faults) {
+        std::fprintf(stderr, "%s\n", fault.c_str());
+    }
+    if (!checked.faults.empty()) {
+        return exit_bad_profile;
+    }
+    const mox::host::Profile& profile = checked.profile;
+    std::printf("%s: no faults, %zu classes, %zu objects, %zu boards\n", checked.file.c_str(),
+                profile.classes.size(), profile.objects.size(), profile.boards.size());
+    return 0;
 }
 
 struct UnrefLoop {
@@ -143,6 +163,9 @@ int main(int argc, char** argv) {
     if (options.wants_version != FALSE) {
         std::printf("moxd %s\n", MOXHOST_VERSION);
         return 0;
+    }
+    if (options.check) {
+        return check(options.check.get());
     }
     std::variant<mox::host::Profile, std::string> profile =
         mox::host::load_profile(options.profile.get());

@@ -21,8 +21,9 @@ gint32 make_queue() {
     return queue_id;
 }
 
-ModuleRegistry::ModuleRegistry(std::string owner_name, ListenerLists& lists)
-    : owner_name_(std::move(owner_name)), lists_(lists) {}
+ModuleRegistry::ModuleRegistry(std::string owner_name, ListenerLists& lists,
+                               RemovedObjects& removed)
+    : owner_name_(std::move(owner_name)), lists_(lists), removed_(removed) {}
 
 std::variant<const JoinedModule*, std::string> ModuleRegistry::join(const std::string& name,
                                                                     MOX_MODULE_TYPE type,
@@ -55,15 +56,22 @@ std::variant<const JoinedModule*, std::string> ModuleRegistry::join(const std::s
     return &*place;
 }
 
-void ModuleRegistry::leave(gint32 bitmap_id) {
+const JoinedModule* ModuleRegistry::find(gint32 bitmap_id) const {
     if (bitmap_id < lowest_bitmap_id || bitmap_id > highest_bitmap_id) {
+        return nullptr;
+    }
+    const std::optional<JoinedModule>& place = modules_[static_cast<std::size_t>(bitmap_id)];
+    return place ? &*place : nullptr;
+}
+
+void ModuleRegistry::leave(gint32 bitmap_id) {
+    if (find(bitmap_id) == nullptr) {
         return;
     }
     std::optional<JoinedModule>& place = modules_[static_cast<std::size_t>(bitmap_id)];
-    if (!place) {
-        return;
-    }
     lom_batch_unref(bitmap_id);
+    removed_.release(bitmap_id);
+    removed_.reclaim();
     lists_.remove_port(place->queue_id);
     const gint32 result = osal_process_queue_delete(place->queue_id);
     if (result != OSAL_OK) {

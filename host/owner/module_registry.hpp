@@ -10,6 +10,7 @@
 #include <variant>
 
 #include "owner/listener_lists.hpp"
+#include "owner/removed_objects.hpp"
 
 namespace mox::host {
 
@@ -27,16 +28,19 @@ inline constexpr gint32 highest_bitmap_id = 127;
 // For the thread of the main loop only.
 class ModuleRegistry {
 public:
-    // owner_name: taken from the start. lists: outlives the registry.
-    ModuleRegistry(std::string owner_name, ListenerLists& lists);
+    // owner_name: taken from the start. lists, removed: outlive the registry.
+    ModuleRegistry(std::string owner_name, ListenerLists& lists, RemovedObjects& removed);
 
     // Takes a module in: gives it the lowest free bitmap id and a queue of its own. Returns it,
     // valid until it leaves, or why not.
     std::variant<const JoinedModule*, std::string> join(const std::string& name,
                                                         MOX_MODULE_TYPE type, gint32 pid);
 
+    // The module with the id; null for a number that is no joined module's.
+    const JoinedModule* find(gint32 bitmap_id) const;
+
     // Undoes a join: the module's bits, its ports and its queue are gone afterwards, its name and
-    // id free again. Unknown ids are ignored.
+    // id free again, and what only it had copies of is freed. Unknown ids are ignored.
     void leave(gint32 bitmap_id);
 
     void leave_all();
@@ -44,6 +48,7 @@ public:
 private:
     std::string owner_name_;
     ListenerLists& lists_;
+    RemovedObjects& removed_;
     std::array<std::optional<JoinedModule>, highest_bitmap_id + 1> modules_;  // by bitmap id
 };
 

@@ -8,9 +8,11 @@
 
 #include <cstdio>
 
+#include "model/collections.hpp"
 #include "model/model_build.hpp"
 #include "owner/read_stamps.hpp"
 #include "owner/start_error.hpp"
+#include "wire/interface.hpp"
 #include "wire/run_directory.hpp"
 
 namespace mox::host {
@@ -79,9 +81,12 @@ Owner::Owner(Profile profile, const Directories& directories, const std::string&
       pool_(make_pool()),
       model_(profile_),
       lists_(class_names(profile_)),
-      registry_(name, lists_),
-      formulas_(profile_),
-      methods_(model_, lists_, registry_, {pool_.id(), pool_.bytes()}, [this] { refresh(); }) {
+      registry_(name, lists_, removed_),
+      formulas_(model_),
+      boards_(model_, removed_, name, saved(),
+              {[this] { refresh(); }, [this](guint32 position) { tell_gone(position); }}),
+      methods_(model_, lists_, registry_, {pool_.id(), pool_.bytes()},
+               {[this] { refresh(); }, [this] { removed_.reclaim(); }}, boards_) {
     start_model(name);
     transport_ = std::make_unique<TransportServer>(run_dir_.path(), methods_);
 }
@@ -94,8 +99,10 @@ Owner::~Owner() {
 void Owner::start_model(const std::string& name) {
     lom_set_sem_func(osal_process_sem_create, osal_process_sem_free);
     install_own_modify();
-    const std::string cause =
-        build_model(profile_, name, store_.is_open() ? Saved::restore : Saved::none);
+    std::string cause = build_model(model_, name, saved());
+    if (cause.empty()) {
+        cause = rebuild_collections(classes_of(model_.objects_of("")), nullptr);
+    }
     if (!cause.empty()) {
         throw StartError{cause};
     }
@@ -111,6 +118,11 @@ void Owner::start_model(const std::string& name) {
 void Owner::refresh() {
     lom_property_batch_read();
     formulas_.read_all();
+    removed_.reclaim();
+}
+
+void Owner::tell_gone(guint32 position) {
+    transport_->tell_modules(wire::gone_signal, g_variant_new(wire::gone_type, position));
 }
 
 void Owner::run(GMainLoop* loop) {
@@ -125,7 +137,7 @@ void Owner::run(GMainLoop* loop) {
 
 std::string Owner::ready_line() const {
     const PoolUsage usage = pool_usage();
-    return "ready: " + std::to_string(profile_.objects.size()) + " objects, " +
+    return "ready: " + std::to_string(model_.objects_of("").size()) + " objects, " +
            std::to_string(profile_.classes.size()) + " classes, pool " +
            std::to_string(usage.used) + " of " + std::to_string(pool_.bytes()) + " bytes, socket " +
            transport_->socket_path();

@@ -10,11 +10,13 @@
 #include <string>
 
 #include "model/model_index.hpp"
+#include "owner/board_plug.hpp"
 #include "owner/formula_refresh.hpp"
 #include "owner/listener_lists.hpp"
 #include "owner/module_registry.hpp"
 #include "owner/owner_methods.hpp"
 #include "owner/pool_segment.hpp"
+#include "owner/removed_objects.hpp"
 #include "owner/run_dir.hpp"
 #include "owner/store.hpp"
 #include "owner/transport_server.hpp"
@@ -57,6 +59,8 @@ public:
 private:
     void start_model(const std::string& name);
     void refresh();
+    void tell_gone(guint32 position);
+    Saved saved() const { return store_.is_open() ? Saved::restore : Saved::none; }
 
     Profile profile_;
     RunDir run_dir_;
@@ -65,8 +69,10 @@ private:
     LayerHold layer_;
     ModelIndex model_;
     ListenerLists lists_;
+    RemovedObjects removed_;
     ModuleRegistry registry_;
     FormulaRefresh formulas_;
+    BoardPlug boards_;
     OwnerMethods methods_;
     std::unique_ptr<TransportServer> transport_;
 };

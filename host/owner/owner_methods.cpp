@@ -3,6 +3,7 @@
 #include "owner/owner_methods.hpp"
 
 #include <classnode.h>
+#include <classtree.h>
 #include <lom.h>
 #include <moxplat/osal.h>
 
@@ -12,6 +13,7 @@
 #include "owner/call_arguments.hpp"
 #include "owner/pool_segment.hpp"
 #include "owner/read_stamps.hpp"
+#include "owner/route_list.hpp"
 #include "owner/sent_events.hpp"
 #include "wire/interface.hpp"
 #include "wire/record_layout.hpp"
@@ -40,14 +42,15 @@ void compare_builds(guint32 word_bits, const std::string& layout) {
 }  // namespace
 
 OwnerMethods::OwnerMethods(const ModelIndex& model, ListenerLists& lists, ModuleRegistry& registry,
-                           PoolIdentity pool, std::function<void()> refresh)
+                           PoolIdentity pool, Actions actions, BoardPlug& boards)
     : values_(model),
       store_(model),
+      boards_(model, boards),
       model_(model),
       lists_(lists),
       registry_(registry),
       pool_(pool),
-      refresh_(std::move(refresh)) {}
+      actions_(std::move(actions)) {}
 
 void OwnerMethods::answer(Session& session, const std::string& method, GVariant* arguments,
                           GDBusMethodInvocation* invocation) {
@@ -79,6 +82,8 @@ GVariant* OwnerMethods::dispatch(Session& session, const std::string& method, GV
     if (method == "RemoteGet") return remote_get(arguments);
     if (GVariant* const reply = values_.answer(*session.module, method, arguments)) return reply;
     if (GVariant* const reply = store_.answer(*session.module, method, arguments)) return reply;
+    if (GVariant* const reply = boards_.answer(method, arguments)) return reply;
+    if (method == "ListRoutes") return list_routes();
     if (method == "EventsSent") {
         return g_variant_new(wire::count_reply, events_sent(session.module->queue_id));
     }
@@ -87,7 +92,9 @@ GVariant* OwnerMethods::dispatch(Session& session, const std::string& method, GV
         return g_variant_new(wire::usage_reply, usage.total, usage.used);
     }
     if (method == "Refresh") {
-        refresh_();
+        actions_.refresh();
+    } else if (method == "CopiesDropped") {
+        actions_.reclaim();
     } else if (method == "Leave") {
         end(session);
     } else {
@@ -121,24 +128,36 @@ GVariant* OwnerMethods::join(Session& session, GVariant* arguments) {
         refuse(wire::error_refused, *cause);
     }
     session.module = std::get<const JoinedModule*>(result);
+    add_routes(*session.module, model_.profile().classes);
     return g_variant_new(wire::join_reply, session.module->bitmap_id, session.module->queue_id,
-                         address(cls_get_share_base()), address(read_stamp_table()), pool_.id,
-                         pool_.bytes);
+                         address(cls_get_share_base()), address(clt_get_class_tree_addr()),
+                         address(read_stamp_table()), pool_.id, pool_.bytes);
 }
 
 GVariant* OwnerMethods::copy_object(const Session& session, GVariant* arguments) const {
-    const ObjectDef* const object = model_.find_object(string_at(arguments, 0));
+    const std::string name = string_at(arguments, 0);
+    const ObjectDef* const object = model_.find_object(name);
+    const bool is_own = object != nullptr && is_owned_by(*object, session.module->name);
     guint32 size = 0;
     gpointer copy = nullptr;
-    const gint32 status =
-        object == nullptr
-            ? MOX_ERR_OBJECT_NOT_FOUND
-            : lom_copy_object(object->name.c_str(), &size, &copy, session.module->bitmap_id,
-                              is_owned_by(*object, session.module->name) ? TRUE : FALSE);
+    const gint32 status = object == nullptr && model_.class_of_collection(name) == nullptr
+                              ? MOX_ERR_OBJECT_NOT_FOUND
+                              : lom_copy_object(name.c_str(), &size, &copy,
+                                                session.module->bitmap_id, is_own ? TRUE : FALSE);
     GVariant* const reply =
         g_variant_new("(i@ay)", status, bytes_value(copy, status == MOX_OK ? size : 0));
     g_free(copy);
     return reply;
+}
+
+GVariant* OwnerMethods::list_routes() const {
+    GVariantBuilder routes;
+    g_variant_builder_init(&routes, G_VARIANT_TYPE("a(ayii)"));
+    for (const ROUTE_S& route : live_routes(registry_, model_.profile().classes)) {
+        g_variant_builder_add(&routes, "(^ayii)", route.target_name, route.target.rpc_port,
+                              route.target.msg_que_id);
+    }
+    return g_variant_new(wire::routes_reply, &routes);
 }
 
 GVariant* OwnerMethods::list_objects(GVariant* arguments) const {

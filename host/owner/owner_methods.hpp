@@ -8,6 +8,7 @@
 #include <string>
 
 #include "model/model_index.hpp"
+#include "owner/board_methods.hpp"
 #include "owner/listener_lists.hpp"
 #include "owner/module_registry.hpp"
 #include "owner/store_methods.hpp"
@@ -28,9 +29,14 @@ struct PoolIdentity {
 // For the thread of the main loop only.
 class OwnerMethods {
 public:
-    // The references outlive this object. refresh: reads all hardware once.
+    struct Actions {
+        std::function<void()> refresh;  // reads all hardware once
+        std::function<void()> reclaim;  // frees removed objects that nobody has a copy of
+    };
+
+    // The references outlive this object.
     OwnerMethods(const ModelIndex& model, ListenerLists& lists, ModuleRegistry& registry,
-                 PoolIdentity pool, std::function<void()> refresh);
+                 PoolIdentity pool, Actions actions, BoardPlug& boards);
 
     // Answers one call; takes the invocation over. arguments: of the method's signature.
     void answer(Session& session, const std::string& method, GVariant* arguments,
@@ -46,14 +52,16 @@ private:
     GVariant* list_objects(GVariant* arguments) const;
     GVariant* listen(const Session& session, GVariant* arguments);
     GVariant* remote_get(GVariant* arguments) const;
+    GVariant* list_routes() const;
 
     ValueMethods values_;
     StoreMethods store_;
+    BoardMethods boards_;
     const ModelIndex& model_;
     ListenerLists& lists_;
     ModuleRegistry& registry_;
     PoolIdentity pool_;
-    std::function<void()> refresh_;
+    Actions actions_;
 };
 
 }  // namespace mox::host

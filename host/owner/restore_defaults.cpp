@@ -15,13 +15,13 @@
 namespace mox::host {
 namespace {
 
-std::vector<PropertyPlace> losing_properties(const Profile& profile) {
+std::vector<PropertyPlace> losing_properties(const ModelIndex& model) {
     std::vector<PropertyPlace> result;
-    for (const ObjectDef& object : profile.objects) {
-        for (const PropertyValue& property : object.properties) {
-            const std::optional<PER_MODE_E> mode = newest_mode(object, property);
+    for (const ObjectDef* const object : model.objects_of("")) {
+        for (const PropertyValue& property : object->properties) {
+            const std::optional<PER_MODE_E> mode = newest_mode(*object, property);
             if (mode && *mode != PER_MODE_PERMANENT) {
-                result.push_back({&object, &property});
+                result.push_back({object, &property});
             }
         }
     }
@@ -53,7 +53,7 @@ void write_default(const PropertyPlace& place) {
 }  // namespace
 
 gint32 restore_defaults(const ModelIndex& model) {
-    const std::vector<PropertyPlace> losing = losing_properties(model.profile());
+    const std::vector<PropertyPlace> losing = losing_properties(model);
     const gint32 status = cfg_store_restore_defaults();
     if (status != PER_OK) {
         return status;
@@ -61,8 +61,8 @@ gint32 restore_defaults(const ModelIndex& model) {
     for (const PropertyPlace& place : losing) {
         write_default(place);
     }
-    for (const ObjectDef& object : model.profile().objects) {
-        take_saved_states(object);
+    for (const ObjectDef* const object : model.objects_of("")) {
+        take_saved_states(*object);
     }
     return PER_OK;
 }

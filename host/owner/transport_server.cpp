@@ -8,6 +8,7 @@
 
 #include <cstring>
 
+#include "owner/call_arguments.hpp"
 #include "owner/start_error.hpp"
 #include "wire/interface.hpp"
 #include "wire/run_directory.hpp"
@@ -61,6 +62,17 @@ TransportServer::~TransportServer() {
         drop(clients_.begin()->first);
     }
     unlink(socket_path_.c_str());
+}
+
+void TransportServer::tell_modules(const char* signal, GVariant* arguments) {
+    const ValuePtr owned(g_variant_ref_sink(arguments));
+    for (const auto& [connection, client] : clients_) {
+        if (client.session.module != nullptr) {
+            // Fails on a connection that is about to be dropped.
+            g_dbus_connection_emit_signal(connection, nullptr, wire::object_path,
+                                          wire::interface_name, signal, owned.get(), nullptr);
+        }
+    }
 }
 
 gboolean TransportServer::on_new_connection(GDBusServer*, GDBusConnection* connection,

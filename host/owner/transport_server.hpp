@@ -24,6 +24,10 @@ public:
 
     const std::string& socket_path() const { return socket_path_; }
 
+    // Sends a signal of the interface to every joined module; waits for none. arguments: a tuple,
+    // consumed when it floats.
+    void tell_modules(const char* signal, GVariant* arguments);
+
 private:
     struct Client {
         TransportServer* server;

@@ -3,95 +3,65 @@
 
 #include <set>
 
-#include "profile/fault.hpp"
+#include "profile/class_lineage.hpp"
+#include "profile/id_list.hpp"
 #include "profile/json_members.hpp"
+#include "profile/method_list.hpp"
 #include "profile/property_type.hpp"
 
 namespace mox::host {
 namespace {
 
-constexpr const char* list_name = "classes";
-
-std::string place_of(const std::vector<ClassDef>& classes, std::size_t at) {
-    return place_in(list_name, at, classes[at].name);
-}
-
-PropertyDef read_property(JsonNode* node, const std::string& class_place, std::size_t at) {
-    Members members(node, class_place + ' ' + place_in("properties", at), {"name", "type"});
+// Adds a property to the class, unless it has no name or no type.
+void read_property(JsonNode* node, const std::string& class_place, std::size_t at,
+                   ClassDraft& draft, Faults& faults) {
+    Members members(node, class_place + ' ' + place_in("properties", at), faults,
+                    {"name", "type", "id", "exported", "key"});
     PropertyDef property;
-    property.name = members.name("name");
-    const std::string place = class_place + " property " + quoted(property.name);
+    property.name = members.own_name();
+    if (!property.name.empty()) {
+        members.set_place(class_place + " property " + quoted(property.name));
+    }
+    const auto id = members.id();
+    property.exported = members.flag("exported", true);
+    property.key = members.flag("key", false);
+    const auto text = members.needed_text("type");
+    const auto type = text ? parse_property_type(*text, members.place(), faults) : std::nullopt;
+    if (type && !property.name.empty()) {
+        property.type = type->gvariant;
+        property.kind = type->kind;
+        draft.entry.properties.push_back(property);
+        draft.given_ids.push_back(id);
+    }
+}
+
+ClassDraft read_class(JsonNode* node, std::size_t at, Faults& faults) {
+    const std::size_t before = faults.count();
+    Members members(node, class_place(at, {}), faults,
+                    {"name", "id", "parent", "module", "properties", "methods"});
+    ClassDraft draft;
+    ClassDef& entry = draft.entry;
+    const std::size_t before_name = faults.count();
+    entry.name = members.own_name();
+    if (faults.count() != before_name) {
+        faults.doubt_class({});
+    }
+    const std::string place = class_place(at, entry.name);
     members.set_place(place);
-    if (members.find("type") == nullptr) {
-        members.fail("\"type\" is missing");
+    const std::size_t before_id = faults.count();
+    draft.given_id = members.id();
+    draft.has_id = faults.count() == before_id;
+    entry.parent = members.link("parent");
+    entry.module = members.link("module");
+    std::size_t property_at = 0;
+    for (JsonNode* const property : members.list_or_none("properties")) {
+        read_property(property, place, property_at++, draft, faults);
     }
-    const PropertyType type = parse_property_type(members.text("type", ""), place);
-    property.type = type.gvariant;
-    property.kind = type.kind;
-    return property;
-}
-
-ClassDef read_class(JsonNode* node, std::size_t at) {
-    Members members(node, place_in(list_name, at), {"name", "parent", "module", "properties"});
-    ClassDef result;
-    result.name = members.name("name");
-    const std::string place = place_in(list_name, at, result.name);
-    members.set_place(place);
-    result.parent = members.name_or_none("parent");
-    result.module = members.name_or_none("module");
-    if (members.find("properties") != nullptr) {
-        for (JsonNode* const property : members.list("properties")) {
-            result.properties.push_back(read_property(property, place, result.properties.size()));
-        }
+    if (faults.count() != before) {
+        faults.doubt_class(entry.name);
     }
-    return result;
-}
-
-// The class itself, its parent, and so on up to the root; throws for a parent that is missing or
-// among them already.
-std::vector<const ClassDef*> line_of(const std::vector<ClassDef>& classes, std::size_t at,
-                                     const ClassIndex& index) {
-    std::vector<const ClassDef*> line{&classes[at]};
-    while (!line.back()->parent.empty()) {
-        const ClassDef* const parent = index.find(line.back()->parent);
-        if (parent == nullptr) {
-            const auto child = static_cast<std::size_t>(line.back() - classes.data());
-            throw Fault{
-                place_of(classes, child),
-                "\"parent\" names class " + quoted(line.back()->parent) + ", which does not exist"};
-        }
-        line.push_back(parent);
-        if (line.size() > classes.size()) {
-            throw Fault{place_of(classes, at), "the chain of parents from here runs in a circle"};
-        }
-    }
-    return line;
-}
-
-void add_inherited(std::vector<ClassDef>& classes, std::size_t at, const ClassIndex& index) {
-    const std::vector<const ClassDef*> line = line_of(classes, at, index);
-    std::unordered_map<std::string, const ClassDef*> origin;
-    ClassDef& result = classes[at];
-    for (auto ancestor = line.rbegin(); ancestor != line.rend(); ++ancestor) {
-        for (const PropertyDef& property : (*ancestor)->properties) {
-            const auto [known, added] = origin.emplace(property.name, *ancestor);
-            if (!added) {
-                const std::string whose =
-                    known->second == *ancestor
-                        ? "appears twice in the class"
-                        : "is inherited from class " + quoted(known->second->name) + " already";
-                const auto child = static_cast<std::size_t>(*ancestor - classes.data());
-                throw Fault{place_of(classes, child) + " property " + quoted(property.name), whose};
-            }
-            result.all_properties.push_back(property);
-        }
-    }
-    if (result.all_properties.size() > max_properties) {
-        throw Fault{place_of(classes, at),
-                    "has " + std::to_string(result.all_properties.size()) +
-                        " properties, inherited ones included; the limit is " +
-                        std::to_string(max_properties)};
-    }
+    entry.methods = read_methods(members, faults);
+    return draft;
 }
 
 }  // namespace
@@ -115,20 +85,25 @@ bool ClassIndex::is_type(const std::string& name, const std::string& ancestor) c
     return entry != nullptr;
 }
 
-std::vector<ClassDef> read_classes(const std::vector<JsonNode*>& nodes) {
-    std::vector<ClassDef> classes;
+std::vector<ClassDef> read_classes(const std::vector<JsonNode*>& nodes, Faults& faults) {
+    std::vector<ClassDraft> drafts;
     std::set<std::string> names;
+    IdList ids("class", faults);
     for (JsonNode* const node : nodes) {
-        classes.push_back(read_class(node, classes.size()));
-        if (!names.insert(classes.back().name).second) {
-            throw Fault{place_of(classes, classes.size() - 1), "an earlier class has this name"};
+        const std::size_t at = drafts.size();
+        drafts.push_back(read_class(node, at, faults));
+        ClassDraft& draft = drafts.back();
+        const std::string place = class_place(at, draft.entry.name);
+        if (!draft.entry.name.empty() && !names.insert(draft.entry.name).second) {
+            faults.add(place, "an earlier class has this name");
+            faults.doubt_class(draft.entry.name);
+            faults.doubt_class({});  // one of the two is meant to have another name
+        }
+        if (draft.has_id) {
+            draft.entry.id = ids.take(draft.given_id, at, draft.entry.name, place);
         }
     }
-    const ClassIndex index(classes);
-    for (std::size_t at = 0; at < classes.size(); ++at) {
-        add_inherited(classes, at, index);
-    }
-    return classes;
+    return with_inherited(std::move(drafts), faults);
 }
 
 }  // namespace mox::host

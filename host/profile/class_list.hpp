@@ -9,11 +9,13 @@
 #include <unordered_map>
 #include <vector>
 
+#include "profile/fault.hpp"
 #include "profile/profile.hpp"
 
 namespace mox::host {
 
-// Finds classes by name; valid as long as the list is neither changed nor moved.
+// Finds classes by name, the first of a name; valid as long as the list is neither changed nor
+// moved.
 class ClassIndex {
 public:
     explicit ClassIndex(const std::vector<ClassDef>& classes);
@@ -28,9 +30,12 @@ private:
     std::unordered_map<std::string, const ClassDef*> by_name_;
 };
 
-// Throws a Fault for the first thing that is wrong: duplicate names, missing or cyclic parents,
-// unknown types, a property that an ancestor has already, more than max_properties.
-std::vector<ClassDef> read_classes(const std::vector<JsonNode*>& nodes);
+// Reads one class for each node, complete as far as that is possible. Notes all that is wrong:
+// duplicate names and ids, missing or cyclic parents, unknown types, a property that an ancestor
+// has already, more than max_properties. A class with a fault that leaves open what its objects
+// have is noted as a doubtful one, and so are those that descend from it; such a class may have
+// lost its parent here, so that every chain of parents ends.
+std::vector<ClassDef> read_classes(const std::vector<JsonNode*>& nodes, Faults& faults);
 
 }  // namespace mox::host
 

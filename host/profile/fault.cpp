@@ -14,6 +14,11 @@ bool is_continuation(char byte) {
 
 }  // namespace
 
+void Faults::add(const std::string& place, const std::string& cause) {
+    list_.push_back({place, cause});
+    places_.insert(place);
+}
+
 std::string quoted(std::string_view text) {
     std::string result = "\"";
     for (std::size_t at = 0; at < text.size(); ++at) {
@@ -32,12 +37,12 @@ std::string quoted(std::string_view text) {
     return result + '"';
 }
 
-std::string place_in(const char* list, std::size_t index) {
-    return std::string(list) + '[' + std::to_string(index) + ']';
+std::string place_in(const std::string& list, std::size_t index) {
+    return list + '[' + std::to_string(index) + ']';
 }
 
-std::string place_in(const char* list, std::size_t index, std::string_view name) {
-    return place_in(list, index) + ' ' + quoted(name);
+std::string place_in(const std::string& list, std::size_t index, std::string_view name) {
+    return name.empty() ? place_in(list, index) : place_in(list, index) + ' ' + quoted(name);
 }
 
 }  // namespace mox::host

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 
-#include "profile/fault.hpp"
 #include "profile/profile.hpp"
 
 namespace mox::host {
@@ -19,20 +18,22 @@ std::string in_quotes(const char* member) {
 
 }  // namespace
 
-void check_name(std::string_view text, const std::string& place, const std::string& what) {
-    if (text.empty()) {
-        throw Fault{place, what + " is empty; names have 1 to 31 bytes"};
-    }
-    if (text.size() > max_name_bytes) {
-        throw Fault{place, what + " " + quoted(text) + " has " + std::to_string(text.size()) +
-                               " bytes; names have 1 to 31"};
-    }
+bool is_name(std::string_view text, const std::string& place, const std::string& what,
+             Faults& faults) {
     const bool printable = std::none_of(text.begin(), text.end(), [](char character) {
         return static_cast<unsigned char>(character) < 0x20U || character == 0x7F;
     });
-    if (!printable) {
-        throw Fault{place, what + " " + quoted(text) + " holds a control character"};
+    if (text.empty()) {
+        faults.add(place, what + " is empty; names have 1 to 31 bytes");
+    } else if (text.size() > max_name_bytes) {
+        faults.add(place, what + " " + quoted(text) + " has " + std::to_string(text.size()) +
+                              " bytes; names have 1 to 31");
+    } else if (!printable) {
+        faults.add(place, what + " " + quoted(text) + " holds a control character");
+    } else {
+        return true;
     }
+    return false;
 }
 
 const char* kind_of(JsonNode* node) {
@@ -51,10 +52,12 @@ const char* kind_of(JsonNode* node) {
     return holds(node, G_TYPE_INT64) ? "a whole number" : "a number with a fraction";
 }
 
-Members::Members(JsonNode* node, std::string place, std::initializer_list<std::string_view> known)
-    : place_(std::move(place)) {
+Members::Members(JsonNode* node, std::string place, Faults& faults,
+                 std::initializer_list<std::string_view> known)
+    : place_(std::move(place)), faults_(faults) {
     if (!JSON_NODE_HOLDS_OBJECT(node)) {
         fail(std::string("must be an object, not ") + kind_of(node));
+        return;
     }
     object_ = json_node_get_object(node);
     JsonObjectIter iterator;
@@ -72,12 +75,15 @@ Members::Members(JsonNode* node, std::string place, std::initializer_list<std::s
     }
 }
 
-void Members::fail(const std::string& cause) const {
-    throw Fault{place_, cause};
+JsonNode* Members::find(const char* member) const {
+    return object_ == nullptr ? nullptr : json_object_get_member(object_, member);
 }
 
-JsonNode* Members::find(const char* member) const {
-    return json_object_get_member(object_, member);
+bool Members::has(const char* member) const {
+    if (object_ != nullptr && find(member) == nullptr) {
+        fail(in_quotes(member) + " is missing");
+    }
+    return find(member) != nullptr;
 }
 
 std::string Members::text(const char* member, const char* fallback) const {
@@ -87,53 +93,87 @@ std::string Members::text(const char* member, const char* fallback) const {
     }
     if (!holds(node, G_TYPE_STRING)) {
         fail(in_quotes(member) + " must be a string, not " + kind_of(node));
+        return fallback;
     }
     return json_node_get_string(node);
 }
 
-std::string Members::name(const char* member) const {
-    if (find(member) == nullptr) {
-        fail(in_quotes(member) + " is missing");
+std::optional<std::string> Members::needed_text(const char* member) const {
+    if (!has(member)) {
+        return std::nullopt;
     }
-    return name_or_none(member);
+    std::string result = text(member, "");
+    return holds(find(member), G_TYPE_STRING) ? std::optional(std::move(result)) : std::nullopt;
 }
 
-std::string Members::name_or_none(const char* member) const {
+std::string Members::own_name() const {
+    const std::optional<std::string> result = needed_text("name");
+    if (result) {
+        is_name(*result, place_, in_quotes("name"), faults_);
+    }
+    return result.value_or("");
+}
+
+std::string Members::link(const char* member) const {
     if (find(member) == nullptr) {
         return {};
     }
-    std::string result = text(member, "");
-    check_name(result, place_, in_quotes(member));
-    return result;
+    const std::optional<std::string> result = needed_text(member);
+    const bool is_good = result && is_name(*result, place_, in_quotes(member), faults_);
+    return is_good ? *result : std::string();
 }
 
-std::uint32_t Members::whole(const char* member, std::uint32_t lowest, std::uint32_t highest,
-                             std::uint32_t fallback) const {
+bool Members::flag(const char* member, bool fallback) const {
     JsonNode* const node = find(member);
     if (node == nullptr) {
         return fallback;
     }
+    if (!holds(node, G_TYPE_BOOLEAN)) {
+        fail(in_quotes(member) + " must be a boolean, not " + kind_of(node));
+        return fallback;
+    }
+    return json_node_get_boolean(node) != FALSE;
+}
+
+std::optional<std::uint32_t> Members::whole(const char* member, std::uint32_t lowest,
+                                            std::uint32_t highest) const {
+    JsonNode* const node = find(member);
+    if (node == nullptr) {
+        return std::nullopt;
+    }
     if (!holds(node, G_TYPE_INT64)) {
         fail(in_quotes(member) + " must be a whole number, not " + kind_of(node));
+        return std::nullopt;
     }
     const gint64 number = json_node_get_int(node);
     if (number < gint64{lowest} || number > gint64{highest}) {
         fail(in_quotes(member) + " is " + std::to_string(number) + ", it must be " +
              std::to_string(lowest) + " to " + std::to_string(highest));
+        return std::nullopt;
     }
     return static_cast<std::uint32_t>(number);
 }
 
+std::optional<std::uint16_t> Members::id() const {
+    const std::optional<std::uint32_t> number = whole("id", 0, max_id);
+    return number ? std::optional(static_cast<std::uint16_t>(*number)) : std::nullopt;
+}
+
 std::vector<JsonNode*> Members::list(const char* member) const {
+    return has(member) ? list_or_none(member) : std::vector<JsonNode*>();
+}
+
+std::vector<JsonNode*> Members::list_or_none(const char* member) const {
     JsonNode* const node = find(member);
+    std::vector<JsonNode*> elements;
     if (node == nullptr) {
-        fail(in_quotes(member) + " is missing");
+        return elements;
     }
     if (!JSON_NODE_HOLDS_ARRAY(node)) {
         fail(in_quotes(member) + " must be a list, not " + kind_of(node));
+        return elements;
     }
     JsonArray* const array = json_node_get_array(node);
-    std::vector<JsonNode*> elements;
     for (guint at = 0; at < json_array_get_length(array); ++at) {
         elements.push_back(json_array_get_element(array, at));
     }
@@ -148,6 +188,7 @@ std::vector<Members::Member> Members::map(const char* member) const {
     }
     if (!JSON_NODE_HOLDS_OBJECT(node)) {
         fail(in_quotes(member) + " must be an object, not " + kind_of(node));
+        return members;
     }
     JsonObjectIter iterator;
     const gchar* name = nullptr;

@@ -1,10 +1,10 @@
-// Links are names in string properties; an empty name is no link.
+// Links are names in string properties; an empty name is no link. A fault is noted where the link
+// stands, not again for those that lead to it.
 #include "profile/object_links.hpp"
 
 #include <array>
-#include <optional>
+#include <unordered_set>
 
-#include "profile/fault.hpp"
 #include "profile/property_type.hpp"
 #include "profile/reference_target.hpp"
 
@@ -37,11 +37,13 @@ std::string text_of(const ObjectDef& object, const std::string& name) {
 
 class LinkCheck {
 public:
-    LinkCheck(const std::vector<ObjectDef>& objects, const ClassIndex& classes)
-        : objects_(objects),
+    LinkCheck(const ObjectList& list, const ClassIndex& classes, Faults& faults)
+        : objects_(list.objects),
+          places_(list.places),
           classes_(classes),
-          index_(objects),
-          seen_(objects.size(), Seen::never) {}
+          faults_(faults),
+          index_(list.objects),
+          seen_(list.objects.size(), Seen::never) {}
 
     void run() {
         for (const ObjectDef& object : objects_) {
@@ -62,50 +64,76 @@ private:
         return static_cast<std::size_t>(&object - objects_.data());
     }
 
-    std::string place_of(const ObjectDef& object) const {
-        return place_in("objects", index_of(object), object.name);
-    }
+    const std::string& place_of(const ObjectDef& object) const { return places_[index_of(object)]; }
 
     std::string place_of(const ObjectDef& object, const std::string& property) const {
         return place_of(object) + " property " + quoted(property);
     }
 
-    const ObjectDef* find(const std::string& name) const { return index_.find(name); }
+    // The object that a link names. Null when there is none, which is noted, and when nothing can
+    // be said about it. what: what the place does, such as `names Chip object`.
+    const ObjectDef* target(const std::string& name, const std::string& what,
+                            const std::string& place) const {
+        const ObjectDef* const found = index_.find(name);
+        if (found == nullptr && !faults_.has_nameless_object()) {
+            faults_.add(place, what + ' ' + quoted(name) + ", which does not exist");
+        }
+        return faults_.is_doubtful_object(name) ? nullptr : found;
+    }
+
+    // A board comes and goes with its objects, so nothing else may lead to them.
+    void check_board(const ObjectDef& object, const ObjectDef& to, const std::string& place) const {
+        if (to.board.empty() || to.board == object.board) {
+            return;
+        }
+        const std::string cause = "leads to object " + quoted(to.name) + " of board " +
+                                  quoted(to.board) + "; the object itself is ";
+        faults_.add(place, cause + (object.board.empty()
+                                        ? "on no board and may lead to such objects only"
+                                        : "of board " + quoted(object.board) +
+                                              " and may lead only there and to what is on none"));
+    }
 
     void check_mutex(const ObjectDef& object) const {
         if (object.mutex_object.empty()) {
             return;
         }
-        const ObjectDef* const other = find(object.mutex_object);
-        if (other == nullptr) {
-            throw Fault{place_of(object), "\"mutex\" names object " + quoted(object.mutex_object) +
-                                              ", which does not exist"};
+        const std::string& place = place_of(object);
+        if (object.mutex_object == object.name) {
+            faults_.add(place, "\"mutex\" names the object itself");
+            return;
         }
-        if (other == &object) {
-            throw Fault{place_of(object), "\"mutex\" names the object itself"};
+        const ObjectDef* const other = target(object.mutex_object, "\"mutex\" names object", place);
+        if (other == nullptr) {
+            return;
         }
         if (!other->mutex_object.empty()) {
-            throw Fault{place_of(object), "\"mutex\" names object " + quoted(other->name) +
-                                              ", which has the mutex object " +
-                                              quoted(other->mutex_object) + " itself"};
+            faults_.add(place, "\"mutex\" names object " + quoted(other->name) +
+                                   ", which has the mutex object " + quoted(other->mutex_object) +
+                                   " itself");
         }
+        check_board(object, *other, place);
     }
 
-    // The physical object of a class that a link names; throws at the place when there is none.
-    const ObjectDef& linked(const std::string& name, const char* to_class,
+    // The physical object of a class that a link names; null, and a fault, when there is none.
+    const ObjectDef* linked(const ObjectDef& object, const std::string& name, const char* to_class,
                             const std::string& place) const {
-        const ObjectDef* const target = find(name);
-        const std::string what = std::string("names ") + to_class + " object " + quoted(name);
-        if (target == nullptr) {
-            throw Fault{place, what + ", which does not exist"};
+        const std::string what = std::string("names ") + to_class + " object";
+        const ObjectDef* const found = target(name, what, place);
+        if (found == nullptr) {
+            return nullptr;
         }
-        if (!classes_.is_type(target->class_name, to_class)) {
-            throw Fault{place, what + ", which is of class " + quoted(target->class_name)};
+        if (!classes_.is_type(found->class_name, to_class)) {
+            faults_.add(place, what + ' ' + quoted(name) + ", which is of class " +
+                                   quoted(found->class_name));
+            return nullptr;
         }
-        if (target->kind != ObjectKind::physical) {
-            throw Fault{place, what + R"(, which must have "type": "Physical")"};
+        if (found->kind != ObjectKind::physical) {
+            faults_.add(place,
+                        what + ' ' + quoted(name) + R"(, which must have "type": "Physical")");
         }
-        return *target;
+        check_board(object, *found, place);
+        return found;
     }
 
     void check_accessors(const ObjectDef& object) const {
@@ -114,14 +142,18 @@ private:
                 continue;
             }
             const std::string place = place_of(object, property.name);
-            const ObjectDef& accessor = linked(property.accessor, "Accessor", place);
-            if (text_of(accessor, "Chip").empty()) {
-                throw Fault{place, "its accessor " + quoted(accessor.name) + " names no chip"};
+            const ObjectDef* const accessor = linked(object, property.accessor, "Accessor", place);
+            if (accessor == nullptr) {
+                continue;
             }
-            const std::string type = text_of(accessor, "Type");
-            if (!type.empty() && type != property.type) {
-                throw Fault{place, "is of type " + quoted(property.type) + ", its accessor " +
-                                       quoted(accessor.name) + " delivers type " + quoted(type)};
+            if (text_of(*accessor, "Chip").empty()) {
+                faults_.add(place, "its accessor " + quoted(accessor->name) + " names no chip");
+            }
+            const std::string type = text_of(*accessor, "Type");
+            // A type without one size has a fault for having an accessor.
+            if (!type.empty() && type != property.type && is_fixed_size(property.type)) {
+                faults_.add(place, "is of type " + quoted(property.type) + ", its accessor " +
+                                       quoted(accessor->name) + " delivers type " + quoted(type));
             }
         }
     }
@@ -140,7 +172,7 @@ private:
 
     void check_hardware_links(const ObjectDef& object) const {
         each_link(object, [&](const LinkRule& rule, const std::string& name) {
-            linked(name, rule.to_class, place_of(object, rule.property));
+            linked(object, name, rule.to_class, place_of(object, rule.property));
         });
     }
 
@@ -156,7 +188,10 @@ private:
             seen_[index_of(object)] = Seen::on_the_way;
             std::vector<const ObjectDef*> next;
             each_link(object, [&](const LinkRule&, const std::string& name) {
-                next.push_back(find(name));
+                const ObjectDef* const found = index_.find(name);
+                if (found != nullptr) {
+                    next.push_back(found);
+                }
             });
             path.push_back({&object, std::move(next)});
         };
@@ -172,9 +207,9 @@ private:
             const ObjectDef& next = *path.back().next.back();
             path.back().next.pop_back();
             if (seen_[index_of(next)] == Seen::on_the_way) {
-                throw Fault{place_of(*path.back().object),
+                faults_.add(place_of(*path.back().object),
                             "its links lead through object " + quoted(next.name) +
-                                " back to itself; chips and buses must not form a circle"};
+                                " back to itself; chips and buses must not form a circle");
             }
             if (seen_[index_of(next)] == Seen::never) {
                 enter(next);
@@ -182,63 +217,73 @@ private:
         }
     }
 
-    // Where a reference property leads; nothing for an empty one. Throws when it leads nowhere.
-    std::optional<PropertyPlace> target_of(const ObjectDef& object,
-                                           const PropertyValue& property) const {
+    // What a reference names directly. Null when that does not exist, which is noted, when nothing
+    // can be said about it, and for an empty reference.
+    const PropertyValue* check_reference(const ObjectDef& object, const PropertyValue& property,
+                                         const std::string& place) const {
         const std::string text = text_in(property);
-        if (text.empty()) {
-            return std::nullopt;
-        }
-        const std::string place = place_of(object, property.name);
         const std::size_t point = text.find('.');
+        if (text.empty()) {
+            return nullptr;
+        }
         if (point == std::string::npos) {
-            throw Fault{place, "refers to " + quoted(text) + ", which is not \"object.property\""};
+            faults_.add(place, "refers to " + quoted(text) + ", which is not \"object.property\"");
+            return nullptr;
         }
-        const ObjectDef* const other = find(text.substr(0, point));
+        const ObjectDef* const other = target(text.substr(0, point), "refers to object", place);
         if (other == nullptr) {
-            throw Fault{place, "refers to object " + quoted(text.substr(0, point)) +
-                                   ", which does not exist"};
+            return nullptr;
         }
-        const PropertyValue* const target = find_property(*other, text.substr(point + 1));
-        if (target == nullptr) {
-            throw Fault{place, "refers to property " + quoted(text.substr(point + 1)) +
-                                   ", which object " + quoted(other->name) + " does not have"};
+        const PropertyValue* const found = find_property(*other, text.substr(point + 1));
+        if (found == nullptr) {
+            faults_.add(place, "refers to property " + quoted(text.substr(point + 1)) +
+                                   ", which object " + quoted(other->name) + " does not have");
         }
-        return PropertyPlace{other, target};
+        check_board(object, *other, place);
+        return found;
     }
 
-    void check_references(const ObjectDef& object) const {
+    void check_references(const ObjectDef& object) {
         for (const PropertyValue& property : object.properties) {
-            std::size_t steps = 0;
-            PropertyPlace at{&object, &property};
-            while (at.property->kind == PropertyKind::reference) {
-                const std::optional<PropertyPlace> next = target_of(*at.object, *at.property);
-                if (!next) {
-                    break;
-                }
-                at = *next;
-                if (at.property == &property || ++steps > max_reference_steps) {
-                    throw Fault{place_of(object, property.name),
-                                "the references from here form a circle, or more than " +
-                                    std::to_string(max_reference_steps) + " steps"};
+            if (property.kind == PropertyKind::reference) {
+                const std::string place = place_of(object, property.name);
+                const PropertyValue* const next = check_reference(object, property, place);
+                if (next != nullptr && endless_.count(&property) == 0) {
+                    follow_references(property, next, place);
                 }
             }
         }
     }
 
-    // Each step of a read takes stack.
-    static constexpr std::size_t max_reference_steps = 16;
+    void follow_references(const PropertyValue& start, const PropertyValue* at,
+                           const std::string& place) {
+        std::vector<const PropertyValue*> path{&start};
+        for (std::size_t steps = 1; at != nullptr && endless_.count(at) == 0; ++steps) {
+            if (at == &start || steps > max_reference_steps) {
+                faults_.add(place, "the references from here form a circle, or more than " +
+                                       std::to_string(max_reference_steps) + " steps");
+                endless_.insert(path.begin(), path.end());
+                return;
+            }
+            path.push_back(at);
+            at =
+                at->kind == PropertyKind::reference ? index_.named(text_in(*at)).property : nullptr;
+        }
+    }
 
     const std::vector<ObjectDef>& objects_;
+    const std::vector<std::string>& places_;
     const ClassIndex& classes_;
+    Faults& faults_;
     ObjectIndex index_;
     std::vector<Seen> seen_;
+    std::unordered_set<const PropertyValue*> endless_;  // on the way of a fault that was noted
 };
 
 }  // namespace
 
-void check_object_links(const std::vector<ObjectDef>& objects, const ClassIndex& classes) {
-    LinkCheck(objects, classes).run();
+void check_object_links(const ObjectList& list, const ClassIndex& classes, Faults& faults) {
+    LinkCheck(list, classes, faults).run();
 }
 
 }  // namespace mox::host

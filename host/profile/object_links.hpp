@@ -3,16 +3,15 @@
 #ifndef MOXHOST_PROFILE_OBJECT_LINKS_HPP
 #define MOXHOST_PROFILE_OBJECT_LINKS_HPP
 
-#include <vector>
-
 #include "profile/class_list.hpp"
-#include "profile/profile.hpp"
+#include "profile/fault.hpp"
+#include "profile/object_list.hpp"
 
 namespace mox::host {
 
-// Throws a Fault for the first link that leads nowhere, to an object of the wrong kind, or in a
+// Notes every link that leads nowhere, to an object of the wrong kind, to another board, or in a
 // circle: the object model follows chips, buses and references to any depth.
-void check_object_links(const std::vector<ObjectDef>& objects, const ClassIndex& classes);
+void check_object_links(const ObjectList& list, const ClassIndex& classes, Faults& faults);
 
 }  // namespace mox::host
 

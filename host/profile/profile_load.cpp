@@ -1,9 +1,9 @@
-// The order of the checks: file, text, top level, classes, objects, links, formulas. The first
-// fault ends the work.
+// The order of the checks: file, text, top level, classes, objects, boards, links, formulas.
 #include <json-glib/json-glib.h>
 
 #include <memory>
 
+#include "profile/board_list.hpp"
 #include "profile/class_list.hpp"
 #include "profile/expression_check.hpp"
 #include "profile/fault.hpp"
@@ -39,21 +39,49 @@ ParserPtr parse(const std::string& text) {
     return parser;
 }
 
-Profile read_profile(const std::string& path) {
+// Whether a step finds no fault.
+template <typename Step>
+bool is_good(const Faults& faults, Step step) {
+    const std::size_t before = faults.count();
+    step();
+    return faults.count() == before;
+}
+
+// has_all: no member is unknown; an unknown one may be a list whose name is misspelt.
+void read_lists(const Members& top, bool has_all, Profile& profile, Faults& faults) {
+    std::vector<JsonNode*> classes;
+    std::vector<JsonNode*> objects;
+    std::vector<JsonNode*> boards;
+    if (!is_good(faults, [&] { classes = top.list("classes"); }) || !has_all) {
+        faults.doubt_class({});
+    }
+    const bool has_objects = is_good(faults, [&] { objects = top.list("objects"); });
+    const bool has_boards = is_good(faults, [&] { boards = top.list_or_none("boards"); });
+    if (!has_objects || !has_boards || !has_all) {
+        faults.doubt_object({});
+    }
+    profile.classes = read_classes(classes, faults);
+    const ClassIndex index(profile.classes);
+    ObjectList list;
+    read_objects(objects, {}, index, faults, list);
+    profile.boards = read_boards(boards, index, faults, list);
+    check_object_links(list, index, faults);
+    check_expressions(profile.classes, index, list, faults);
+    profile.objects = std::move(list.objects);
+}
+
+void read_profile(const std::string& path, Profile& profile, Faults& faults) {
     const std::string text = read_profile_file(path);
     check_json_text(text);
     const ParserPtr parser = parse(text);
-    const Members top(json_parser_get_root(parser.get()), top_place,
-                      {"refresh_ms", "classes", "objects"});
-    Profile profile;
-    profile.refresh_ms =
-        top.whole("refresh_ms", shortest_refresh_ms, longest_refresh_ms, default_refresh_ms);
-    profile.classes = read_classes(top.list("classes"));
-    const ClassIndex index(profile.classes);
-    profile.objects = read_objects(top.list("objects"), index);
-    check_object_links(profile.objects, index);
-    check_expressions(profile, index);
-    return profile;
+    const Members top(json_parser_get_root(parser.get()), top_place, faults,
+                      {"refresh_ms", "classes", "objects", "boards"});
+    const bool has_all = faults.count() == 0;
+    if (top.is_object()) {
+        profile.refresh_ms = top.whole("refresh_ms", shortest_refresh_ms, longest_refresh_ms)
+                                 .value_or(default_refresh_ms);
+        read_lists(top, has_all, profile, faults);
+    }
 }
 
 // A file's name may hold anything but NUL and "/": a fault stays one line.
@@ -68,12 +96,27 @@ std::string one_line(std::string text) {
 
 }  // namespace
 
-std::variant<Profile, std::string> load_profile(const std::string& path) {
+CheckedProfile check_profile(const std::string& path) {
+    CheckedProfile result;
+    result.file = one_line(path);
+    Faults faults;
     try {
-        return read_profile(path);
+        read_profile(path, result.profile, faults);
     } catch (const Fault& fault) {
-        return one_line(path + ": " + fault.place + ": " + fault.cause);
+        faults.add(fault.place, fault.cause);
     }
+    for (const Fault& fault : faults.list()) {
+        result.faults.push_back(one_line(result.file + ": " + fault.place + ": " + fault.cause));
+    }
+    return result;
+}
+
+std::variant<Profile, std::string> load_profile(const std::string& path) {
+    CheckedProfile result = check_profile(path);
+    if (!result.faults.empty()) {
+        return result.faults.front();
+    }
+    return std::move(result.profile);
 }
 
 }  // namespace mox::host

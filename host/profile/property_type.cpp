@@ -4,7 +4,7 @@
 
 #include <glib.h>
 
-#include "profile/fault.hpp"
+#include <string_view>
 
 namespace mox::host {
 namespace {
@@ -18,23 +18,32 @@ bool is_fixed_size(const std::string& type) {
     return type.size() == 1 && std::string_view("bdinquy").find(type[0]) != std::string_view::npos;
 }
 
-PropertyType parse_property_type(const std::string& text, const std::string& place) {
-    if (text == reference_text) {
-        return {"s", PropertyKind::reference};
-    }
+std::optional<std::string> parse_value_type(const std::string& text, const std::string& place,
+                                            Faults& faults, const char* more) {
     if (text.empty() || g_variant_type_string_is_valid(text.c_str()) == FALSE) {
-        throw Fault{place, "unknown type string " + quoted(text)};
+        faults.add(place, "unknown type string " + quoted(text));
+        return std::nullopt;
     }
     if (text.size() > longest_type) {
-        throw Fault{place, "type string " + quoted(text) + " is longer than 5 characters"};
+        faults.add(place, "type string " + quoted(text) + " is longer than 5 characters");
+        return std::nullopt;
     }
     const bool stored = is_fixed_size(text) || text == "s" || text[0] == 'a';
     if (!stored || g_variant_type_is_definite(G_VARIANT_TYPE(text.c_str())) == FALSE) {
-        throw Fault{place,
-                    "type string " + quoted(text) +
-                        " is not one of b d i n q u y s, an array of a definite type, or sp"};
+        faults.add(place, "type string " + quoted(text) +
+                              " is not one of b d i n q u y s, an array of a definite type" + more);
+        return std::nullopt;
     }
-    return {text, PropertyKind::value};
+    return text;
+}
+
+std::optional<PropertyType> parse_property_type(const std::string& text, const std::string& place,
+                                                Faults& faults) {
+    if (text == reference_text) {
+        return PropertyType{"s", PropertyKind::reference};
+    }
+    const std::optional<std::string> type = parse_value_type(text, place, faults, ", or sp");
+    return type ? std::optional(PropertyType{*type, PropertyKind::value}) : std::nullopt;
 }
 
 }  // namespace mox::host

@@ -6,7 +6,6 @@
 #include <limits>
 #include <memory>
 
-#include "profile/fault.hpp"
 #include "profile/json_members.hpp"
 
 namespace mox::host {
@@ -39,8 +38,9 @@ std::string bytes_of(GVariant* value) {
 
 class Reader {
 public:
-    explicit Reader(const std::string& place) : place_(place) {}
+    Reader(std::string place, Faults& faults) : place_(std::move(place)), faults_(faults) {}
 
+    // Null, and faults, when the node does not fit.
     VariantPtr read(JsonNode* node, const GVariantType* type) const {
         if (g_variant_type_equal(type, G_VARIANT_TYPE_STRING) != FALSE) {
             return string(node);
@@ -64,23 +64,26 @@ public:
                 return whole(json_node_get_int(node), type);
             }
         }
-        misfit(node, type);
+        return misfit(node, type);
     }
 
 private:
-    [[noreturn]] void fail(const std::string& cause) const { throw Fault{place_, cause}; }
+    VariantPtr fail(const std::string& cause) const {
+        faults_.add(place_, cause);
+        return nullptr;
+    }
 
     static std::string text_of(const GVariantType* type) {
         return quoted({g_variant_type_peek_string(type), g_variant_type_get_string_length(type)});
     }
 
-    [[noreturn]] void misfit(JsonNode* node, const GVariantType* type) const {
-        fail(std::string(kind_of(node)) + " does not fit type " + text_of(type));
+    VariantPtr misfit(JsonNode* node, const GVariantType* type) const {
+        return fail(std::string(kind_of(node)) + " does not fit type " + text_of(type));
     }
 
     VariantPtr string(JsonNode* node) const {
         if (!holds(node, G_TYPE_STRING)) {
-            misfit(node, G_VARIANT_TYPE_STRING);
+            return misfit(node, G_VARIANT_TYPE_STRING);
         }
         return owned(g_variant_new_string(json_node_get_string(node)));
     }
@@ -90,8 +93,8 @@ private:
         GVariant* const value = g_variant_parse(type, text, nullptr, nullptr, &raw_error);
         const std::unique_ptr<GError, ErrorDelete> error(raw_error);
         if (value == nullptr) {
-            fail("text " + quoted(text) + " is no value of type " + text_of(type) + ": " +
-                 error->message);
+            return fail("text " + quoted(text) + " is no value of type " + text_of(type) + ": " +
+                        error->message);
         }
         return VariantPtr(value);  // a parsed value does not float
     }
@@ -99,16 +102,19 @@ private:
     VariantPtr array(JsonArray* elements, const GVariantType* type) const {
         GVariantBuilder builder;
         g_variant_builder_init(&builder, type);
-        try {
-            for (guint at = 0; at < json_array_get_length(elements); ++at) {
-                const VariantPtr element =
-                    Reader(place_ + " [" + std::to_string(at) + "]")
-                        .read(json_array_get_element(elements, at), g_variant_type_element(type));
+        bool is_good = true;
+        for (guint at = 0; at < json_array_get_length(elements); ++at) {
+            const VariantPtr element =
+                Reader(place_ + " [" + std::to_string(at) + "]", faults_)
+                    .read(json_array_get_element(elements, at), g_variant_type_element(type));
+            is_good = is_good && element != nullptr;
+            if (is_good) {
                 g_variant_builder_add_value(&builder, element.get());
             }
-        } catch (const Fault&) {
+        }
+        if (!is_good) {
             g_variant_builder_clear(&builder);
-            throw;
+            return nullptr;
         }
         return owned(g_variant_builder_end(&builder));
     }
@@ -121,48 +127,51 @@ private:
         constexpr gint64 exact = gint64{1} << 53U;
         const gint64 number = json_node_get_int(node);
         if (number > exact || number < -exact) {
-            fail("number " + std::to_string(number) + " has no exact value of type \"d\"");
+            return fail("number " + std::to_string(number) + " has no exact value of type \"d\"");
         }
         return owned(g_variant_new_double(static_cast<double>(number)));
     }
 
     template <typename Number>
-    Number ranged(gint64 number, const GVariantType* type) const {
+    VariantPtr ranged(gint64 number, const GVariantType* type, GVariant* make(Number)) const {
         using Limits = std::numeric_limits<Number>;
         if (number < gint64{Limits::min()} || number > gint64{Limits::max()}) {
-            fail("number " + std::to_string(number) + " is outside type " + text_of(type) + ", " +
-                 std::to_string(Limits::min()) + " to " + std::to_string(Limits::max()));
+            return fail("number " + std::to_string(number) + " is outside type " + text_of(type) +
+                        ", " + std::to_string(Limits::min()) + " to " +
+                        std::to_string(Limits::max()));
         }
-        return static_cast<Number>(number);
+        return owned(make(static_cast<Number>(number)));
     }
 
     VariantPtr whole(gint64 number, const GVariantType* type) const {
         switch (*g_variant_type_peek_string(type)) {
             case 'y':
-                return owned(g_variant_new_byte(ranged<std::uint8_t>(number, type)));
+                return ranged<guint8>(number, type, g_variant_new_byte);
             case 'n':
-                return owned(g_variant_new_int16(ranged<std::int16_t>(number, type)));
+                return ranged<gint16>(number, type, g_variant_new_int16);
             case 'q':
-                return owned(g_variant_new_uint16(ranged<std::uint16_t>(number, type)));
+                return ranged<guint16>(number, type, g_variant_new_uint16);
             case 'i':
-                return owned(g_variant_new_int32(ranged<std::int32_t>(number, type)));
+                return ranged<gint32>(number, type, g_variant_new_int32);
             case 'u':
-                return owned(g_variant_new_uint32(ranged<std::uint32_t>(number, type)));
+                return ranged<guint32>(number, type, g_variant_new_uint32);
             case 'x':
                 return owned(g_variant_new_int64(number));
             default:
-                fail("a whole number does not fit type " + text_of(type));
+                return fail("a whole number does not fit type " + text_of(type));
         }
     }
 
-    const std::string place_;
+    std::string place_;
+    Faults& faults_;
 };
 
 }  // namespace
 
-std::string value_bytes(JsonNode* node, const std::string& type, const std::string& place) {
-    const VariantPtr value = Reader(place).read(node, G_VARIANT_TYPE(type.c_str()));
-    return bytes_of(value.get());
+std::optional<std::string> value_bytes(JsonNode* node, const std::string& type,
+                                       const std::string& place, Faults& faults) {
+    const VariantPtr value = Reader(place, faults).read(node, G_VARIANT_TYPE(type.c_str()));
+    return value ? std::optional(bytes_of(value.get())) : std::nullopt;
 }
 
 std::string zero_bytes(const std::string& type) {

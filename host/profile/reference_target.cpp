@@ -1,5 +1,4 @@
-// The check of the objects' links has refused circles and references that lead nowhere, so every
-// walk here ends.
+// Every walk here ends, also in a profile whose references form a circle.
 #include "profile/reference_target.hpp"
 
 #include <algorithm>
@@ -34,15 +33,21 @@ PropertyPlace ObjectIndex::place(const std::string& object, const std::string& p
     return value == nullptr ? PropertyPlace{} : PropertyPlace{found, value};
 }
 
+PropertyPlace ObjectIndex::named(const std::string& text) const {
+    const std::size_t point = text.find('.');
+    return point == std::string::npos ? PropertyPlace{}
+                                      : place(text.substr(0, point), text.substr(point + 1));
+}
+
 PropertyPlace ObjectIndex::follow(const std::string& object, const std::string& property) const {
     PropertyPlace at = place(object, property);
-    while (at.property != nullptr && at.property->kind == PropertyKind::reference) {
+    for (std::size_t step = 0;
+         at.property != nullptr && at.property->kind == PropertyKind::reference; ++step) {
         const std::string text = text_in(*at.property);
-        const std::size_t point = text.find('.');
-        if (point == std::string::npos) {
+        if (text.find('.') == std::string::npos) {
             break;
         }
-        at = place(text.substr(0, point), text.substr(point + 1));
+        at = step < max_reference_steps ? named(text) : PropertyPlace{};
     }
     return at;
 }

@@ -1,4 +1,4 @@
-// Where the reference properties of a checked profile lead.
+// Where the reference properties of a profile lead.
 #ifndef MOXHOST_PROFILE_REFERENCE_TARGET_HPP
 #define MOXHOST_PROFILE_REFERENCE_TARGET_HPP
 
@@ -9,6 +9,9 @@
 #include "profile/profile.hpp"
 
 namespace mox::host {
+
+// Each step of a read along references takes stack.
+inline constexpr std::size_t max_reference_steps = 16;
 
 // The property of that name, or null.
 const PropertyValue* find_property(const ObjectDef& object, const std::string& name);
@@ -29,8 +32,12 @@ public:
     // Null when there is no such object.
     const ObjectDef* find(const std::string& name) const;
 
+    // What a reference's text names, without following it further. Members are null for what does
+    // not exist, and for a text that names nothing.
+    PropertyPlace named(const std::string& text) const;
+
     // Follows references from a property to the first that is none, or names nothing. Members are
-    // null for an unknown object or property. The references' ends have been checked.
+    // null for an unknown object or property, and behind more than max_reference_steps.
     PropertyPlace follow(const std::string& object, const std::string& property) const;
 
 private:

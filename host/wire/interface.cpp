@@ -18,6 +18,7 @@ constexpr const char* introspection = R"(
       <arg name='bitmap_id' type='i' direction='out'/>
       <arg name='queue_id' type='i' direction='out'/>
       <arg name='class_base' type='t' direction='out'/>
+      <arg name='class_tree' type='t' direction='out'/>
       <arg name='read_stamps' type='t' direction='out'/>
       <arg name='pool_id' type='i' direction='out'/>
       <arg name='pool_bytes' type='t' direction='out'/>
@@ -100,6 +101,28 @@ constexpr const char* introspection = R"(
       <arg name='status' type='i' direction='out'/>
     </method>
     <method name='RestoreDefaults'/>
+    <method name='PlugBoard'>
+      <arg name='board_name' type='s' direction='in'/>
+    </method>
+    <method name='UnplugBoard'>
+      <arg name='board_name' type='s' direction='in'/>
+      <arg name='position' type='u' direction='out'/>
+      <arg name='unsaved' type='as' direction='out'/>
+    </method>
+    <method name='BoardState'>
+      <arg name='board_name' type='s' direction='in'/>
+      <arg name='is_plugged' type='b' direction='out'/>
+      <arg name='position' type='u' direction='out'/>
+    </method>
+    <method name='ListBoards'>
+      <arg name='board_names' type='as' direction='out'/>
+    </method>
+    <method name='CopiesDropped'>
+      <arg name='position' type='u' direction='in'/>
+    </method>
+    <method name='ListRoutes'>
+      <arg name='routes' type='a(ayii)' direction='out'/>
+    </method>
     <method name='EventsSent'>
       <arg name='count' type='t' direction='out'/>
     </method>
@@ -107,6 +130,9 @@ constexpr const char* introspection = R"(
       <arg name='total' type='u' direction='out'/>
       <arg name='used' type='u' direction='out'/>
     </method>
+    <signal name='ObjectsGone'>
+      <arg name='position' type='u'/>
+    </signal>
   </interface>
 </node>
 )";

@@ -17,9 +17,10 @@ inline constexpr const char* error_mismatch = "mox.Owner1.Error.Mismatch";
 inline constexpr const char* error_not_found = "mox.Owner1.Error.NotFound";
 inline constexpr const char* error_bad_argument = "mox.Owner1.Error.BadArgument";
 inline constexpr const char* error_failed = "mox.Owner1.Error.Failed";
+inline constexpr const char* error_state = "mox.Owner1.Error.State";
 
 // Types of the replies, as the interface below gives them.
-inline constexpr const char* join_reply = "(iittit)";
+inline constexpr const char* join_reply = "(iitttit)";
 inline constexpr const char* record_reply = "(iay)";
 inline constexpr const char* names_reply = "(as)";
 inline constexpr const char* count_reply = "(t)";
@@ -28,6 +29,13 @@ inline constexpr const char* status_reply = "(i)";
 inline constexpr const char* saved_reply = "(isay)";
 inline constexpr const char* is_saved_reply = "(ib)";
 inline constexpr const char* empty_reply = "()";
+inline constexpr const char* unplug_reply = "(uas)";
+inline constexpr const char* board_state_reply = "(bu)";
+inline constexpr const char* routes_reply = "(a(ayii))";
+
+// Tells every joined module to drop its copies of the objects of a position.
+inline constexpr const char* gone_signal = "ObjectsGone";
+inline constexpr const char* gone_type = "(u)";
 
 // Bytes of the largest value that a call carries, in either direction.
 inline constexpr guint32 max_remote_bytes = 65536;

@@ -11,6 +11,7 @@
 #include <ipcmsg.h>
 #include <moxlib/moxbase.h>
 #include <moxplat/persist.h>
+#include <mxroute.h>
 
 G_BEGIN_DECLS
 
@@ -24,11 +25,12 @@ typedef enum {
     MOXHOST_ERROR_MISMATCH,  /* the owner's word size or record layouts are not this process's */
     MOXHOST_ERROR_REFUSED,   /* the owner refused the call */
     MOXHOST_ERROR_NO_POOL,   /* the pool could not be attached at its address */
-    MOXHOST_ERROR_NOT_FOUND, /* unknown object, class or property */
+    MOXHOST_ERROR_NOT_FOUND, /* unknown object, class, property or board */
     MOXHOST_ERROR_TIMEOUT,   /* the owner did not answer in time */
     MOXHOST_ERROR_LOST,      /* the connection to the owner is gone */
-    MOXHOST_ERROR_STATE,     /* joined already, or left */
-    MOXHOST_ERROR_FAILED /* a write or a save failed; the message names the status and its words */
+    MOXHOST_ERROR_STATE,     /* joined already, or left; a board plugged already, or not plugged */
+    MOXHOST_ERROR_FAILED /* a write or a save failed: the message names the status and its words;
+                            a plug failed */
 } MoxHostError;
 
 typedef struct MoxHostModule MoxHostModule;
@@ -47,17 +49,19 @@ MOXHOST_API GQuark moxhost_error_quark(void);
 MOXHOST_API MoxHostModule* moxhost_join(const gchar* run_dir, const gchar* module_name,
                                         MOX_MODULE_TYPE module_type, GError** error);
 
-/* Leaves: the owner drops this module's bits and its queue, and the hooks are taken out. module:
- * nullable; not usable afterwards. No other thread may be using the object store then. May be
- * called in a message or lost function. */
+/* Leaves: the hooks are taken out, this process's copies of objects are dropped, so that it finds
+ * none any more, and the owner drops the module's bits, its queue and its routes. module: nullable;
+ * not usable afterwards. No other thread may be using the object store then. May be called in a
+ * message or lost function. */
 MOXHOST_API void moxhost_leave(MoxHostModule* module);
 
-/* Gives this module's registration record; valid until it leaves. */
+/* Gives this module's registration record; valid until it leaves. Its rpc_port is the module's id:
+ * there is no other port to a module on this transport. */
 MOXHOST_API const MODULE_REG_INFO_S* moxhost_reg_info(const MoxHostModule* module);
 
-/* Lists the owner's objects of a class and of the classes that derive from it.
- * class_name: null means all. Returns a null-terminated array in the profile's order, freed with
- * g_strfreev; null with error set. */
+/* Lists the owner's objects of a class and of the classes that derive from it, as far as they are
+ * there now; collections are left out. class_name: null means all. Returns a null-terminated array
+ * in the profile's order, freed with g_strfreev; null with error set. */
 MOXHOST_API gchar** moxhost_list_objects(MoxHostModule* module, const gchar* class_name,
                                          GError** error);
 
@@ -138,6 +142,43 @@ MOXHOST_API gboolean moxhost_apply_property(MoxHostModule* module, const gchar* 
  * else to the profile's, with an event. Any joined module may call. Returns FALSE with error set.
  */
 MOXHOST_API gboolean moxhost_restore_defaults(MoxHostModule* module, GError** error);
+
+/* Has the owner plug a board of its profile: the board's objects are built with their saved values,
+ * the collections of their classes list them, each queue that listens to one of these classes gets
+ * one MOX_MSG_ADD_OBJECT, and the hardware is read. board_name: not null. Any joined module may
+ * call. Returns FALSE with error set: MOXHOST_ERROR_NOT_FOUND for an unknown board,
+ * MOXHOST_ERROR_STATE for one that is plugged, MOXHOST_ERROR_FAILED when the pool or the semaphores
+ * run out; the model is as it was then. MOXHOST_ERROR_TIMEOUT leaves open whether it was plugged:
+ * ask moxhost_board_state. */
+MOXHOST_API gboolean moxhost_plug_board(MoxHostModule* module, const gchar* board_name,
+                                        GError** error);
+
+/* Has the owner unplug a board: its objects leave the model and their classes' collections, each
+ * queue that listens to one of these classes gets one MOX_MSG_DEL_OBJECT, and every module drops
+ * its copies: this one before the call returns, the others when they run the main context that was
+ * the thread's default at the join. The owner frees the objects' memory when no copy is left.
+ * board_name: not null. unsaved: nullable; receives the properties that were not marked as saved,
+ * as "OBJECT.PROPERTY", sorted, null-terminated, freed with g_strfreev. Any joined module may call.
+ * Returns FALSE with error set: MOXHOST_ERROR_NOT_FOUND for an unknown board, MOXHOST_ERROR_STATE
+ * for one that is not plugged; nothing has changed then. */
+MOXHOST_API gboolean moxhost_unplug_board(MoxHostModule* module, const gchar* board_name,
+                                          gchar*** unsaved, GError** error);
+
+/* Tells whether a board is plugged, and its position. board_name: not null. is_plugged, position:
+ * nullable; set on success only. Returns FALSE with error set: MOXHOST_ERROR_NOT_FOUND for an
+ * unknown board. */
+MOXHOST_API gboolean moxhost_board_state(MoxHostModule* module, const gchar* board_name,
+                                         gboolean* is_plugged, guint32* position, GError** error);
+
+/* Lists the boards of the owner's profile, plugged or not. Returns a null-terminated array in the
+ * profile's order, freed with g_strfreev; null with error set. */
+MOXHOST_API gchar** moxhost_list_boards(MoxHostModule* module, GError** error);
+
+/* Lists the routes of the modules that are joined now, the newest first, and adds to this process's
+ * route table (rut_get_list) those that it lacks; it keeps those of modules that have left. A
+ * route's RPC port is the module's id. count: nullable; receives the number of routes. Returns an
+ * array that ends with a route without a name, freed with g_free; null with error set. */
+MOXHOST_API ROUTE_S* moxhost_list_routes(MoxHostModule* module, gsize* count, GError** error);
 
 G_END_DECLS
 

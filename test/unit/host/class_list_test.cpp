@@ -33,6 +33,91 @@ TEST(ProfileClasses, KeepTheFilesOrderAndTheirModules) {
     EXPECT_EQ(profile.classes[1].module, "");
 }
 
+using Strings = std::vector<std::string>;
+
+TEST(ProfileClassIds, AreThePlaceInTheListUnlessGiven) {
+    const Profile profile = profile_of(profile_text(
+        R"({"name": "A"}, {"name": "B", "id": 0}, {"name": "C"}, {"name": "D", "id": 65535})", ""));
+    ASSERT_EQ(profile.classes.size(), 4U);
+    EXPECT_EQ(profile.classes[0].id, 1U);
+    EXPECT_EQ(profile.classes[1].id, 0U);
+    EXPECT_EQ(profile.classes[2].id, 3U);
+    EXPECT_EQ(profile.classes[3].id, 65535U);
+}
+
+TEST(ProfileClassIds, OutOfRangeAreRefused) {
+    EXPECT_EQ(fault_of(profile_text(R"({"name": "A", "id": 65536})", "")),
+              "classes[0] \"A\": \"id\" is 65536, it must be 0 to 65535");
+    EXPECT_EQ(fault_of(profile_text(R"({"name": "A", "id": -1})", "")),
+              "classes[0] \"A\": \"id\" is -1, it must be 0 to 65535");
+}
+
+TEST(ProfileClassIds, ThatAnEarlierClassHasAreRefused) {
+    EXPECT_EQ(
+        faults_of(profile_text(
+            R"({"name": "A"}, {"name": "B", "id": 1}, {"name": "C", "id": 4}, {"name": "D"})", "")),
+        (Strings{"classes[1] \"B\": has id 1, which class \"A\" has already",
+                 "classes[3] \"D\": has id 4 by its place in the list, which class \"C\" "
+                 "has already"}));
+}
+
+TEST(ProfileClassIds, BeyondTheLargestHaveToBeGiven) {
+    std::string classes;
+    for (int number = 1; number <= 65536; ++number) {
+        classes += (number == 1 ? "" : ",") + (R"({"name": "c)" + std::to_string(number)) + "\"}";
+    }
+    EXPECT_EQ(faults_of(profile_text(classes, "")),
+              (Strings{"classes[65535] \"c65536\": has no \"id\", and by its place in the list it "
+                       "would be above 65535"}));
+    EXPECT_EQ(fault_of(profile_text(classes + R"(, {"name": "last", "id": 0})", ""))
+                  .rfind("classes[65535]", 0),
+              0U);
+}
+
+// Each property as `id name`, with `key` or `hidden` behind.
+Strings ids_of(const host::ClassDef& entry) {
+    Strings result;
+    for (const host::PropertyDef& property : entry.all_properties) {
+        result.push_back(std::to_string(property.id) + ' ' + property.name +
+                         (property.key ? " key" : "") + (property.exported ? "" : " hidden"));
+    }
+    return result;
+}
+
+TEST(ProfilePropertyIds, AreThePlaceAmongAllPropertiesUnlessGiven) {
+    const Profile profile = profile_of(profile_text(
+        R"({"name": "B", "parent": "A", "properties": [{"name": "b1", "type": "i"}, {"name": "b2", "type": "i", "id": 0}]},
+           {"name": "A", "properties": [{"name": "a1", "type": "i", "id": 900, "key": true},
+                                        {"name": "a2", "type": "i", "exported": false}]})",
+        ""));
+    ASSERT_EQ(profile.classes.size(), 2U);
+    EXPECT_EQ(ids_of(profile.classes[0]), (Strings{"900 a1 key", "2 a2 hidden", "3 b1", "0 b2"}));
+    EXPECT_EQ(ids_of(profile.classes[1]), (Strings{"900 a1 key", "2 a2 hidden"}));
+    EXPECT_EQ(profile.classes[0].properties[0].id, 3U);
+}
+
+TEST(ProfilePropertyIds, ThatTheClassHasAlreadyAreRefusedOnce) {
+    EXPECT_EQ(
+        faults_of(profile_text(
+            R"({"name": "A", "properties": [{"name": "a1", "type": "i"}, {"name": "a2", "type": "i", "id": 1}]},
+               {"name": "B", "parent": "A", "properties": [{"name": "b1", "type": "i", "id": 1}]},
+               {"name": "C", "parent": "B"})",
+            "")),
+        (Strings{"classes[0] \"A\" property \"a2\": has id 1, which property \"a1\" has already",
+                 "classes[1] \"B\" property \"b1\": has id 1, which property \"a1\" has "
+                 "already"}));
+}
+
+TEST(ProfilePropertyFlags, AreBooleans) {
+    EXPECT_EQ(
+        faults_of(profile_text(
+            R"({"name": "A", "properties": [{"name": "p", "type": "i", "key": 1, "exported": "yes"}]})",
+            "")),
+        (Strings{"classes[0] \"A\" property \"p\": \"exported\" must be a boolean, not a string",
+                 "classes[0] \"A\" property \"p\": \"key\" must be a boolean, not a whole "
+                 "number"}));
+}
+
 TEST(ProfileClasses, OfOneNameAreRefused) {
     EXPECT_EQ(fault_of(profile_text(R"({"name": "A"}, {"name": "B"}, {"name": "A"})", "")),
               "classes[2] \"A\": an earlier class has this name");

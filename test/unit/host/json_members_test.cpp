@@ -6,10 +6,13 @@ namespace mox::test {
 namespace {
 
 TEST(ProfileMembers, ThatAreUnknownAreNamedBesideTheKnownOnes) {
-    EXPECT_EQ(fault_of(R"({"classes": [], "objects": [], "refresh": 5})"),
-              "top level: unknown member \"refresh\"; known are refresh_ms, classes, objects");
-    EXPECT_EQ(fault_of(profile_text(R"({"name": "A", "parnet": "B"})", "")),
-              "classes[0]: unknown member \"parnet\"; known are name, parent, module, properties");
+    EXPECT_EQ(
+        fault_of(R"({"classes": [], "objects": [], "refresh": 5})"),
+        "top level: unknown member \"refresh\"; known are refresh_ms, classes, objects, boards");
+    EXPECT_EQ(
+        fault_of(profile_text(R"({"name": "A", "parnet": "B"})", "")),
+        "classes[0]: unknown member \"parnet\"; known are name, id, parent, module, properties, "
+        "methods");
     EXPECT_EQ(fault_of(value_text("i", R"({"valeu": 1})")),
               "objects[0] \"o\" property \"P\": unknown member \"valeu\"; known are value, "
               "accessor, mode, persist");

@@ -10,6 +10,7 @@
 #include <fstream>
 #include <string>
 #include <variant>
+#include <vector>
 
 #include "profile/profile.hpp"
 
@@ -55,6 +56,17 @@ inline std::string fault_of(const std::string& text) {
     return line->substr(prefix.size());
 }
 
+// All faults of a profile text, as fault_of() gives one.
+inline std::vector<std::string> faults_of(const std::string& text) {
+    const ProfileFile file(text);
+    std::vector<std::string> faults = host::check_profile(file.path()).faults;
+    for (std::string& line : faults) {
+        EXPECT_EQ(line.rfind(file.path() + ": ", 0), 0U) << line;
+        line.erase(0, file.path().size() + 2);
+    }
+    return faults;
+}
+
 // A good profile; fails the test, and is empty, when it is not.
 inline Profile profile_of(const std::string& text) {
     const ProfileFile file(text);
@@ -69,6 +81,13 @@ inline Profile profile_of(const std::string& text) {
 // A profile of these classes and objects, each given as JSON without the brackets of the list.
 inline std::string profile_text(const std::string& classes, const std::string& objects) {
     return R"({"classes": [)" + classes + R"(], "objects": [)" + objects + "]}";
+}
+
+// The same with boards.
+inline std::string boards_text(const std::string& classes, const std::string& objects,
+                               const std::string& boards) {
+    return R"({"classes": [)" + classes + R"(], "objects": [)" + objects + R"(], "boards": [)" +
+           boards + "]}";
 }
 
 // A profile with one object "o" of one class "C" with one property "P".

@@ -49,6 +49,13 @@ TEST(ProfileObjects, WithAPointInTheirNameAreRefused) {
               "objects[0] \"a.b\": an object's name must not contain \".\"");
 }
 
+TEST(ProfileObjects, WithTheNameOfACollectionAreRefused) {
+    EXPECT_EQ(fault_of(profile_text(one_class, R"({"name": "C:C", "class": "C"})")),
+              "objects[0] \"C:C\": is the name of a class's collection object; use another");
+    EXPECT_EQ(fault_of(profile_text(one_class, R"({"name": "D:C", "class": "C"})")), "none");
+    EXPECT_EQ(fault_of(profile_text(one_class, R"({"name": ":C", "class": "C"})")), "none");
+}
+
 TEST(ProfileObjects, WithAnUnknownPropertyAreRefused) {
     EXPECT_EQ(
         fault_of(profile_text(one_class, R"({"name": "o", "class": "C", "properties": {"Q": 1}})")),

@@ -265,6 +265,20 @@ TEST_F(BatchDeletion, TakesObjectsThatStandForEachOtherTogether) {
     EXPECT_EQ(fake::space::live_blocks(), blocks_before_);
 }
 
+// The object that stood for it held the last reference, and left it in the table.
+TEST_F(BatchDeletion, TakesAnObjectWhoseReferencesAreAllGone) {
+    add_fan("Fan1");
+    add_object({.name = "Front", .position = 4});
+    ASSERT_EQ(lom_set_reference("Front", "Fan1"), 0);
+    delete_object("Fan1");
+    delete_object("Front");
+    ASSERT_EQ(record_of("Fan1")->ref_count, 0);
+    lom_batch_delete(3, nullptr);
+    EXPECT_EQ(record_of("Fan1"), nullptr);
+    EXPECT_EQ(g_destroyed.size(), 1U);
+    EXPECT_EQ(fake::space::live_blocks(), blocks_before_);
+}
+
 TEST_F(BatchDeletion, LetsBoundDataLookIntoTheTableAsItEnds) {
     static guint found = 0;
     found = 0;

@@ -251,6 +251,30 @@ TEST_F(Garbage, OfABatchDeletedObjectThatIsHeldIsFreedOnce) {
     EXPECT_EQ(fake::space::live_blocks(), blocks_before_);
 }
 
+// The object that stood for it held the last reference, and left it in the table.
+TEST_F(Garbage, OfAnObjectWhoseReferencesAreAllGoneIsFreedOnce) {
+    add_fan("Fan1");
+    add_object({.name = "Front", .position = 4});
+    ASSERT_EQ(lom_set_reference("Front", "Fan1"), 0);
+    delete_object("Fan1");
+    delete_object("Front");
+    ASSERT_EQ(record_of("Fan1")->ref_count, 0);
+    remove();
+    EXPECT_EQ(keys().size(), 1U);
+    lom_reclaim_garbage();
+    EXPECT_EQ(fake::space::live_blocks(), blocks_before_);
+}
+
+TEST_F(Garbage, IsNotMadeOfAnObjectThatItsLastHolderIsAboutToFree) {
+    add_fan("Fan1");
+    OBJECT_HEAD_S* const fan = record_of("Fan1");
+    fan->ref_count = 0;  // between that holder's drop and its taking the record out
+    remove();
+    EXPECT_EQ(keys(), Names{});
+    EXPECT_EQ(record_of("Fan1"), fan);
+    fan->ref_count = 1;
+}
+
 TEST_F(Garbage, OfObjectsThatStandForEachOtherGoesInOneReclaim) {
     for (int round = 0; round < 8; ++round) {
         const std::string name = "Fan" + std::to_string(round);

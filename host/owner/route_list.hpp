@@ -1,0 +1,26 @@
+// The routes to the modules that have joined, and to the classes that they serve.
+#ifndef MOXHOST_OWNER_ROUTE_LIST_HPP
+#define MOXHOST_OWNER_ROUTE_LIST_HPP
+
+#include <mxroute.h>
+
+#include <vector>
+
+#include "owner/module_registry.hpp"
+#include "profile/profile.hpp"
+
+namespace mox::host {
+
+// Adds the routes of a module that has just joined to this process's table: its own and those of
+// its classes. A module's bitmap id stands for its RPC port: calls to it would go by its
+// connection, which that id names.
+void add_routes(const JoinedModule& module, const std::vector<ClassDef>& classes);
+
+// The routes of the modules that are joined now, the newest first. The table keeps those of modules
+// that have left; they are passed over here.
+std::vector<ROUTE_S> live_routes(const ModuleRegistry& registry,
+                                 const std::vector<ClassDef>& classes);
+
+}  // namespace mox::host
+
+#endif
