@@ -5,6 +5,7 @@
 #include <moxplat/osal.h>
 #include <shmem.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -20,7 +21,7 @@ namespace {
 
 struct PropertySpec {
     std::string name;
-    const char* type;
+    std::string type;
     std::string bytes;
     const char* mode = "r-";
     std::string accessor = {};
@@ -44,7 +45,7 @@ OBJ_HANDLE build(const std::string& name, const char* class_name, const char* ob
     for (guint32 index = 0; index < properties.size(); ++index) {
         const PropertySpec& spec = properties[index];
         CONST_TLV_S tlv = {};
-        g_strlcpy(tlv.type, spec.type, sizeof(tlv.type));
+        std::memcpy(tlv.type, spec.type.data(), std::min(spec.type.size(), sizeof(tlv.type) - 1));
         tlv.size = static_cast<guint32>(spec.bytes.size());
         tlv.data = spec.bytes.data();
         lom_init_property(object, index, spec.name.c_str(), &tlv, spec.mode);
@@ -69,7 +70,7 @@ void make_model() {
     }
     lom_set_sem_func(osal_process_sem_create, osal_process_sem_free);
     CLS_HANDLE previous = nullptr;
-    for (const char* name : {kClassName, "Chip", "Accessor"}) {
+    for (const char* name : {kClassName, "Chip", "Accessor", "Expression"}) {
         CLS_HANDLE handle = cls_create_class(name);
         cls_set_next(previous, handle);
         previous = handle;
@@ -110,6 +111,22 @@ OBJ_HANDLE make_hardware_object(const std::string& name, const std::string& file
            {"Width", "u", bytes_of(4)}});
     const OBJ_HANDLE handle =
         build(name, kClassName, "Logical", {{kProperty, "u", bytes_of(0), "r", name + "_acc"}});
+    lom_set_writable(handle, OBJECT_READ_WRITE);
+    return handle;
+}
+
+OBJ_HANDLE make_formula_object(const std::string& name, const std::string& formula,
+                               const std::string& inputs) {
+    const std::string reference("s\0\0p", 4);
+    const OBJ_HANDLE handle = build(name, "Expression", "Logical",
+                                    {{"X", reference, text(inputs + "." + kProperty)},
+                                     {"Y", reference, text(inputs + ".Value1")},
+                                     {"Z", reference, text(inputs + ".Value2")},
+                                     {"Xcache", "u", bytes_of(0)},
+                                     {"Ycache", "u", bytes_of(0)},
+                                     {"Zcache", "u", bytes_of(0)},
+                                     {"Formula", "s", text(formula)},
+                                     {kProperty, "d", std::string(sizeof(gdouble), '\0'), "r"}});
     lom_set_writable(handle, OBJECT_READ_WRITE);
     return handle;
 }

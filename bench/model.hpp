@@ -28,6 +28,11 @@ OBJ_HANDLE make_text_object(const std::string& name);
 // through it.
 OBJ_HANDLE make_hardware_object(const std::string& name, const std::string& file);
 
+// Builds an object whose kProperty, a "d", is what the formula gives for the first three properties
+// of the object inputs.
+OBJ_HANDLE make_formula_object(const std::string& name, const std::string& formula,
+                               const std::string& inputs);
+
 // Bytes in use in the pool, as its report says.
 long pool_used();
 

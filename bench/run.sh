@@ -25,6 +25,8 @@ echo '|---|---|---|---|'
 rows read '^(floor/)?read/'
 rows write '^(floor/)?write/'
 rows multiget '^(floor/)?multiget/'
+rows formula '^(floor/)?formula/'
+rows save '^(floor/)?save/'
 rows event '^(floor/)?event/'
 for count in 10 1000 100000; do
     rows "lookup-$count" "^(floor/)?lookup/$count\$"

@@ -118,6 +118,12 @@ std::optional<std::string> saved_value(const ObjectDef& object, const PropertyVa
 }
 
 void take_saved_states(const ObjectDef& object) {
+    // Told at the start already; what was recorded is not known, so the properties stay as they
+    // are.
+    const gint32 opened = cfg_store_opened(PER_MODE_PERMANENT);
+    if (opened != PER_OK && opened != PER_ERROR_DATA_INVALID) {
+        return;
+    }
     for (const PropertyValue& property : object.properties) {
         guint32 state = 0;
         const gint32 status = cfg_status_read(object.name.c_str(), property.name.c_str(), &state);

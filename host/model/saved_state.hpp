@@ -27,7 +27,8 @@ std::optional<std::string> saved_value(const ObjectDef& object, const PropertyVa
 // The mode under which a value was saved last; nothing when none is saved.
 std::optional<PER_MODE_E> newest_mode(const ObjectDef& object, const PropertyValue& property);
 
-// Marks the object's properties as saved statically, or not, as the store recorded it.
+// Marks the object's properties as saved statically, or not, as the store recorded it. Without the
+// lasting part of the store nothing is done.
 void take_saved_states(const ObjectDef& object);
 
 }  // namespace mox::host

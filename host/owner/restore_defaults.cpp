@@ -15,13 +15,19 @@
 namespace mox::host {
 namespace {
 
-std::vector<PropertyPlace> losing_properties(const ModelIndex& model) {
-    std::vector<PropertyPlace> result;
+// A property that may lose its newest saved value.
+struct Losing {
+    PropertyPlace place;
+    PER_MODE_E mode;
+};
+
+std::vector<Losing> losing_properties(const ModelIndex& model) {
+    std::vector<Losing> result;
     for (const ObjectDef* const object : model.objects_of("")) {
         for (const PropertyValue& property : object->properties) {
             const std::optional<PER_MODE_E> mode = newest_mode(*object, property);
             if (mode && *mode != PER_MODE_PERMANENT) {
-                result.push_back({object, &property});
+                result.push_back({{object, &property}, *mode});
             }
         }
     }
@@ -35,9 +41,11 @@ GVariant* value_of(const std::string& type, const std::string& bytes) {
                                                       bytes.size(), FALSE, g_free, copy));
 }
 
-void write_default(const PropertyPlace& place) {
-    const std::string bytes = saved_value(*place.object, *place.property, PER_MODE_PERMANENT)
-                                  .value_or(place.property->bytes);
+// Writes the value that is left in the store, else the profile's.
+void write_what_is_left(const PropertyPlace& place, std::optional<PER_MODE_E> left) {
+    const std::string bytes =
+        (left ? saved_value(*place.object, *place.property, *left) : std::nullopt)
+            .value_or(place.property->bytes);
     GVariant* const value = value_of(place.property->type, bytes);
     const WritableForNow writable(place.object->name);
     const gint32 result = lom_set_property_value(writable.handle(), place.property->name.c_str(),
@@ -53,18 +61,22 @@ void write_default(const PropertyPlace& place) {
 }  // namespace
 
 gint32 restore_defaults(const ModelIndex& model) {
-    const std::vector<PropertyPlace> losing = losing_properties(model);
+    const std::vector<Losing> losing = losing_properties(model);
     const gint32 status = cfg_store_restore_defaults();
-    if (status != PER_OK) {
+    // Half of it done: the model follows what the store still holds.
+    if (status != PER_OK && status != PER_ERROR_CLEAR_CFG_FLAG) {
         return status;
     }
-    for (const PropertyPlace& place : losing) {
-        write_default(place);
+    for (const Losing& one : losing) {
+        const std::optional<PER_MODE_E> left = newest_mode(*one.place.object, *one.place.property);
+        if (left != one.mode) {
+            write_what_is_left(one.place, left);
+        }
     }
     for (const ObjectDef* const object : model.objects_of("")) {
         take_saved_states(*object);
     }
-    return PER_OK;
+    return status;
 }
 
 }  // namespace mox::host

@@ -11,7 +11,9 @@ namespace mox::host {
 // Forgets the values saved under PER_MODE_POWER_OFF and PER_MODE_RESET. Every property whose newest
 // saved value was one of them is written with its permanent value, else with the profile's, and
 // announced when that is another value; an overridden property keeps its forced value (logged).
-// Returns PER_OK, or the store's code; then no property is changed.
+// Returns PER_OK, or the store's code. With PER_ERROR_CLEAR_CFG_FLAG the store has forgotten all
+// but the reset values, and properties and save states are what it still holds; with any other code
+// nothing is forgotten and no property is changed.
 gint32 restore_defaults(const ModelIndex& model);
 
 }  // namespace mox::host

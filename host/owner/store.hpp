@@ -13,13 +13,14 @@ std::string state_directory(const char* wanted);
 
 class Store {
 public:
-    // A store that cannot be opened, or was damaged, is told in one line on the error output; the
-    // owner goes on without it, or without what was damaged.
+    // What cannot be opened, or was damaged, is told in one line for each directory on the error
+    // output; the owner goes on without it, or without what was damaged.
     Store(const std::string& state_dir, const std::string& volatile_dir);
     ~Store();
     Store(const Store&) = delete;
     Store& operator=(const Store&) = delete;
 
+    // Whether there is a store, if only for some of the modes.
     bool is_open() const { return is_open_; }
 
 private:

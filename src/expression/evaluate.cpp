@@ -32,7 +32,8 @@ using ParserPtr = std::unique_ptr<std::remove_pointer_t<muParserHandle_t>, Relea
 thread_local mox::Complaints g_complaints;
 
 // The three lines about a wrong formula.
-void complain_of_formula(std::string formula, std::string message, std::string token) {
+void complain_of_formula(const std::string& formula, const std::string& message,
+                         const std::string& token) {
     mox::complain("wrong format in formula string: " + formula + '\n');
     mox::complain("Message:  " + message + '\n');
     mox::complain("Token:    " + token + '\n');
@@ -40,9 +41,9 @@ void complain_of_formula(std::string formula, std::string message, std::string t
 
 // The library hands out each of the three in the same buffer.
 void complain_of_parsed_formula(muParserHandle_t parser) {
-    std::string formula = mupGetExpr(parser);
-    std::string message = mupGetErrorMsg(parser);
-    complain_of_formula(std::move(formula), std::move(message), mupGetErrorToken(parser));
+    const std::string formula = mupGetExpr(parser);
+    const std::string message = mupGetErrorMsg(parser);
+    complain_of_formula(formula, message, mupGetErrorToken(parser));
 }
 
 void complain_of_length(const gchar* formula) {

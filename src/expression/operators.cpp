@@ -7,11 +7,12 @@
 namespace mox {
 
 gdouble remainder_operator(gdouble left, gdouble right) {
-    if (to_int32(right) == 0) {
+    const guint32 divisor = to_uint32(right);
+    if (divisor == 0) {
         complain("mod operator right value is zero\n");
         return 0.0;
     }
-    return to_uint32(left) % to_uint32(right);
+    return to_uint32(left) % divisor;
 }
 
 gdouble and_operator(gdouble left, gdouble right) {

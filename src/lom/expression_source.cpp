@@ -92,7 +92,7 @@ gint32 read_input(OBJECT_HEAD_S& object, const mox::FormulaInput& input, gboolea
     number = number_of(tlv);
     if (kept != nullptr) {
         *kept = tlv;
-        data.release();
+        static_cast<void>(data.release());
     }
     return MOX_OK;
 }

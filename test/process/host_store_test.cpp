@@ -109,6 +109,25 @@ protected:
     std::vector<std::string> command() { return owner_.command(write_profile(owner_)); }
 
     std::string errors() { return owner_.process().errors(); }
+
+    void start_with_volatile_dir(const std::string& directory) {
+        std::vector<std::string> with = command();
+        with.insert(with.end(), {"--volatile-dir", directory});
+        ASSERT_TRUE(owner_.start_command(with)) << errors();
+    }
+
+    // Writes a number to a property of the oven and expects that it is stored, and saved or not.
+    static void expect_saved(MoxHostModule* module, const char* property) {
+        EXPECT_EQ(
+            write_with(moxhost_set_property, module, "Oven", property, g_variant_new_int32(6)), "");
+        EXPECT_EQ(value_of("Oven", property), "6");
+    }
+    static void expect_refused(MoxHostModule* module, const char* property, gint32 code) {
+        const std::string error =
+            write_with(moxhost_set_property, module, "Oven", property, g_variant_new_int32(6));
+        EXPECT_NE(error.find("code " + std::to_string(code) + " ("), std::string::npos) << error;
+        EXPECT_EQ(value_of("Oven", property), "6");
+    }
 };
 
 TEST_F(OwnerStore, WithAValueOfAnotherTypeKeepsTheProfilesValueAndSaysSo) {
@@ -201,23 +220,61 @@ TEST_F(OwnerStore, ThatIsDamagedIsKeptAsideAndTheOwnerGoesOn) {
 
 TEST_F(OwnerStore, ThatCannotBeOpenedLeavesTheOwnerWithoutSaving) {
     std::ofstream(owner_.state_dir()) << "no directory";
-    start();
+    start_with_volatile_dir(owner_.state_dir());
     EXPECT_NE(errors().find("moxd: the store in " + owner_.state_dir() + " and " +
-                            owner_.run_dir() + " cannot be opened: "),
+                            owner_.state_dir() + " cannot be opened: "),
               std::string::npos)
         << errors();
     EXPECT_NE(errors().find("nothing is saved or restored"), std::string::npos);
     join_as("heater");
-    const std::string error =
-        write_with(moxhost_set_property, module_.get(), "Oven", "Day", g_variant_new_int32(6));
-    EXPECT_NE(error.find("code " + std::to_string(PER_ERROR_CFG_INIT_FAIL) + " ("),
-              std::string::npos)
-        << error;
-    EXPECT_EQ(value_of("Oven", "Day"), "6");
+    expect_refused(module_.get(), "Day", PER_ERROR_CFG_INIT_FAIL);
     HostError defaults;
     EXPECT_FALSE(moxhost_restore_defaults(module_.get(), defaults.out()));
     EXPECT_EQ(defaults.code(), MOXHOST_ERROR_FAILED) << defaults.text();
     EXPECT_EQ(content_of(owner_.state_dir()), "no directory");
+}
+
+TEST_F(OwnerStore, WithoutItsVolatileDirectorySaysSoAndKeepsTheLastingValues) {
+    owner_.dir().write("file", "no directory");
+    const std::string below = owner_.dir().path("file").string();
+    start_with_volatile_dir(below);
+    EXPECT_NE(errors().find("moxd: the store in " + below + " cannot be opened: "),
+              std::string::npos)
+        << errors();
+    EXPECT_NE(errors().find("; reset values are neither saved nor restored"), std::string::npos);
+    EXPECT_EQ(errors().find(owner_.state_dir()), std::string::npos) << errors();
+    in_module(owner_, "heater", [](MoxHostModule* module) {
+        expect_saved(module, "Day");
+        expect_saved(module, "Now");
+        expect_refused(module, "Night", PER_ERROR_FILE_OPEN_FAIL);
+    });
+    owner_.process().end(SIGKILL);
+    start_with_volatile_dir(below);
+    join_as("heater");
+    EXPECT_EQ(value_of("Oven", "Day"), "6");
+    EXPECT_EQ(value_of("Oven", "Now"), "6");
+    EXPECT_EQ(value_of("Oven", "Night"), "1");
+}
+
+TEST_F(OwnerStore, WithoutItsLastingDirectorySaysSoAndKeepsTheResetValues) {
+    std::ofstream(owner_.state_dir()) << "no directory";
+    start();
+    EXPECT_NE(errors().find("moxd: the store in " + owner_.state_dir() + " cannot be opened: "),
+              std::string::npos)
+        << errors();
+    EXPECT_NE(errors().find("; power-off and permanent values and save states are neither saved"),
+              std::string::npos);
+    EXPECT_EQ(errors().find(owner_.run_dir()), std::string::npos) << errors();
+    EXPECT_EQ((owner_.process().output() + errors()).find("not taken"), std::string::npos);
+    in_module(owner_, "heater", [](MoxHostModule* module) {
+        expect_saved(module, "Night");
+        expect_refused(module, "Day", PER_ERROR_FILE_OPEN_FAIL);
+    });
+    owner_.process().end(SIGKILL);
+    start();
+    join_as("heater");
+    EXPECT_EQ(value_of("Oven", "Night"), "6");
+    EXPECT_EQ(value_of("Oven", "Day"), "2");
 }
 
 TEST_F(OwnerStore, OfAnotherProcessIsLeftAlone) {

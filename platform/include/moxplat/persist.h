@@ -11,7 +11,9 @@
  *  - No call ever calls back into the object store.
  *  - A value whose save returned PER_OK or PER_NEW_ITEM is kept as long as its mode promises, also
  *    when the process is killed or, for the lasting modes, power is lost right after the return.
- *  - Values saved under different modes are different items, side by side.
+ *  - Values saved under different modes are different items, side by side. Storage that cannot be
+ *    used takes only the modes with it that are kept there.
+ *  - No lock of the store is held while a line is logged.
  */
 #ifndef MOXPLAT_PERSIST_H
 #define MOXPLAT_PERSIST_H

@@ -3,17 +3,24 @@
 // fdatasync; the log is folded into the file every 256 pages and at a clean close.
 #include "database.hpp"
 
+#include <moxplat/persist_store.h>
 #include <sqlite3.h>
 
 #include "sql_error.hpp"
 #include "store_file.hpp"
+#include "warning.hpp"
 
 namespace mox::persist {
 
 gint32 Database::open(const std::string& directory, const char* name, Survives survives) {
+    path_ = directory + "/" + name;
+    opened_ = open_or_renew(directory, survives);
+    return opened_;
+}
+
+gint32 Database::open_or_renew(const std::string& directory, Survives survives) {
     gint32 code = make_directory(directory);
     if (code != PER_OK) return code;
-    path_ = directory + "/" + name;
     code = has_lost_its_file(path_) ? damaged("its write-ahead log is left, its pages are gone")
                                     : open_file(survives);
     if (code == PER_OK) return PER_OK;
@@ -25,6 +32,19 @@ gint32 Database::open(const std::string& directory, const char* name, Survives s
     close();
     // A fresh file that is damaged at once is a storage that cannot be used.
     return code == PER_ERROR_DATA_INVALID ? PER_ERROR_FILE_INIT_FAIL : code;
+}
+
+void Database::give_up(gint32 code) {
+    close();
+    opened_ = code == PER_ERROR_DATA_INVALID ? PER_ERROR_FILE_INIT_FAIL : code;
+}
+
+gint32 Database::refuse(const char* tried) const {
+    warn(
+        "%s: %s failed: the file could not be opened at the start: %s; mend that and open the "
+        "store again",
+        path_.c_str(), tried, cfg_error_text(opened_));
+    return opened_;
 }
 
 void Database::close() {
@@ -40,7 +60,7 @@ gint32 Database::report(const char* tried, int sql) const {
 }
 
 gint32 Database::damaged(const std::string& cause) const {
-    g_warning("%s: damaged: %s", path_.c_str(), cause.c_str());
+    warn("%s: damaged: %s", path_.c_str(), cause.c_str());
     return PER_ERROR_DATA_INVALID;
 }
 
@@ -59,7 +79,12 @@ gint32 Database::ask_text(const char* sql, std::string& text) {
     if (result == SQLITE_OK) result = sqlite3_step(statement);
     if (result == SQLITE_ROW) {
         const unsigned char* answer = sqlite3_column_text(statement, 0);
-        if (answer != nullptr) text.assign(reinterpret_cast<const char*>(answer));
+        if (answer != nullptr) {
+            text.assign(reinterpret_cast<const char*>(answer));
+        } else if (is_out_of_memory(handle_)) {
+            // Not the empty text: a check that seems to find nothing good would damn a good file.
+            result = SQLITE_NOMEM;
+        }
     }
     sqlite3_finalize(statement);
     return result == SQLITE_ROW ? PER_OK : report(sql, result);
@@ -80,15 +105,20 @@ gint32 Database::open_file(Survives survives) {
     if (result != SQLITE_OK) return report("opening", result);
     sqlite3_extended_result_codes(handle_, 1);
     // Until the file is known to be ours and whole, closing it must not fold its log into it.
-    sqlite3_db_config(handle_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+    code = fold_log_on_close(false);
     bool is_empty = false;
-    code = take_the_file();
+    if (code == PER_OK) code = take_the_file();
     if (code == PER_OK) code = check_header(is_empty);
     if (code == PER_OK) code = check_pages();
     if (code == PER_OK) code = run("ROLLBACK", "ending the check");
     if (code == PER_OK) code = set_up(is_empty, survives);
-    if (code == PER_OK) sqlite3_db_config(handle_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr);
-    return code;
+    return code == PER_OK ? fold_log_on_close(true) : code;
+}
+
+gint32 Database::fold_log_on_close(bool is_wanted) {
+    const int result =
+        sqlite3_db_config(handle_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, is_wanted ? 0 : 1, nullptr);
+    return result == SQLITE_OK ? PER_OK : report("setting up the close", result);
 }
 
 gint32 Database::take_the_file() {
@@ -107,9 +137,9 @@ gint32 Database::check_header(bool& is_empty) {
     is_empty = application == 0 && version == 0 && tables == 0;
     if (is_empty || (application == application_id && version == schema_version)) return PER_OK;
     if (application == application_id && version > schema_version) {
-        g_warning("%s: written by a newer version (%" G_GINT64_FORMAT
-                  ", this one knows %" G_GINT64_FORMAT "); left as it is",
-                  path_.c_str(), version, schema_version);
+        warn("%s: written by a newer version (%" G_GINT64_FORMAT
+             ", this one knows %" G_GINT64_FORMAT "); left as it is",
+             path_.c_str(), version, schema_version);
         return PER_ERROR_PARSER_INIT_FAIL;
     }
     return damaged("it is no file of this store");
@@ -137,7 +167,7 @@ gint32 Database::start_the_log() {
     std::string mode;
     const gint32 code = ask_text("PRAGMA journal_mode = WAL", mode);
     if (code != PER_OK || mode == "wal") return code;
-    g_warning("%s: no write-ahead log to be had, only \"%s\"", path_.c_str(), mode.c_str());
+    warn("%s: no write-ahead log to be had, only \"%s\"", path_.c_str(), mode.c_str());
     return PER_ERROR_FILE_INIT_FAIL;
 }
 

@@ -28,7 +28,15 @@ public:
     // PER_OK; PER_ERROR_DATA_INVALID when a damaged file was kept aside and a fresh one is open;
     // any other code: nothing is open.
     gint32 open(const std::string& directory, const char* name, Survives survives);
+    // Closes a file that was opened and then proved to be of no use, for the cause given.
+    void give_up(gint32 code);
     void close();
+
+    bool is_open() const { return handle_ != nullptr; }
+    // What `open` gave, or the cause of giving up.
+    gint32 opened() const { return opened_; }
+    // Logs that something cannot be done because the file is not open, and gives the cause's code.
+    gint32 refuse(const char* tried) const;
 
     const StatementSet& statements() const { return statements_; }
     const std::string& path() const { return path_; }
@@ -43,7 +51,9 @@ public:
     gint32 report(const char* tried, int sql) const;
 
 private:
+    gint32 open_or_renew(const std::string& directory, Survives survives);
     gint32 open_file(Survives survives);
+    gint32 fold_log_on_close(bool is_wanted);
     gint32 take_the_file();
     gint32 check_header(bool& is_empty);
     gint32 check_pages();
@@ -55,6 +65,7 @@ private:
     gint32 damaged(const std::string& cause) const;
 
     std::string path_;
+    gint32 opened_ = PER_ERROR_CFG_INIT_FAIL;
     sqlite3* handle_ = nullptr;
     StatementSet statements_;
     gint64 greatest_sequence_ = 0;

@@ -46,7 +46,7 @@ const gchar* cfg_error_text(gint32 code) {
         case PER_ERROR_CFG_INPORT_FAIL:
             return "the configuration could not be imported";
         case PER_ERROR_CLEAR_CFG_FLAG:
-            return "the configuration's mark could not be cleared";
+            return "the power-off values are forgotten, the reset values could not be";
         default:
             return "unknown persistence error";
     }

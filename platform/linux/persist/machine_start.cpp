@@ -9,6 +9,8 @@
 #include <cstring>
 #include <memory>
 
+#include "warning.hpp"
+
 namespace mox::persist {
 
 std::string machine_start() {
@@ -16,8 +18,8 @@ std::string machine_start() {
     const std::unique_ptr<FILE, int (*)(FILE*)> file{std::fopen(path, "re"), std::fclose};
     std::array<char, 64> text{};
     if (!file || std::fgets(text.data(), static_cast<int>(text.size()), file.get()) == nullptr) {
-        g_warning("%s: cannot be read (%s): values kept until a restart of the machine stay", path,
-                  file ? "it is empty" : g_strerror(errno));
+        warn("%s: cannot be read (%s): values kept until a restart of the machine stay", path,
+             file ? "it is empty" : g_strerror(errno));
         return {};
     }
     text[std::strcspn(text.data(), "\n")] = '\0';

@@ -5,6 +5,7 @@
 #include "argument_check.hpp"
 #include "process_store.hpp"
 #include "value_check.hpp"
+#include "warning.hpp"
 
 using namespace mox::persist;
 
@@ -15,7 +16,7 @@ ItemKey key_of(const gchar* object_name, const gchar* name, gboolean has_prefix)
 }
 
 // What another process answered goes below a trusted variant as well, so it is checked here again.
-gint32 check_answer(gint32 code, CFG_READ_S& read, CFG_READ_S& answer) {
+gint32 check_answer(const ItemKey& key, gint32 code, CFG_READ_S& read, CFG_READ_S& answer) {
     if (code != PER_OK) {
         cfg_read_free(&answer);
         return code;
@@ -31,7 +32,10 @@ gint32 check_answer(gint32 code, CFG_READ_S& read, CFG_READ_S& answer) {
     }
     cfg_read_free(&answer);
     if (check == ValueCheck::out_of_memory) return PER_ERROR_MALLOC_FAIL;
-    g_warning("another process answered a read with bytes that are no value of their type");
+    warn(
+        "another process answered a read of %s.%s with bytes that are no value of their type; save "
+        "it anew, or let both processes run the same version",
+        key.object, key.name);
     return PER_ERROR_DATA_INVALID;
 }
 
@@ -62,8 +66,8 @@ gint32 cfg_read_v2(const gchar* object_name, const gchar* name, CFG_READ_S* read
         },
         [&](const CFG_REMOTE_S& remote) {
             CFG_READ_S answer{};
-            return check_answer(remote.read(object_name, name, &answer, has_prefix, save_opt),
-                                *read, answer);
+            const gint32 result = remote.read(object_name, name, &answer, has_prefix, save_opt);
+            return check_answer(key_of(object_name, name, has_prefix), result, *read, answer);
         });
 }
 

@@ -1,7 +1,8 @@
 // The store of this process, or the process that answers in its place.
 //
-// What holds: one mutex around every use of the store, never around a call to another process. A
-// forked child starts without its parent's store: two processes must not use one connection.
+// What holds: one mutex around every use of the store, never around a call to another process or a
+// line of the log. A forked child starts without its parent's store: two processes must not use one
+// connection.
 #ifndef MOXPLAT_LINUX_PERSIST_PROCESS_STORE_HPP
 #define MOXPLAT_LINUX_PERSIST_PROCESS_STORE_HPP
 
@@ -13,6 +14,7 @@
 #include <vector>
 
 #include "store.hpp"
+#include "warning.hpp"
 
 namespace mox::persist {
 
@@ -32,6 +34,7 @@ ProcessStore& process_store();
 template <typename Local>
 gint32 with_store(Local&& local) {
     ProcessStore& process = process_store();
+    const KeptWarnings warnings;
     const std::lock_guard<std::mutex> lock{process.mutex};
     return process.store ? local(*process.store) : gint32{PER_ERROR_CFG_INIT_FAIL};
 }
@@ -42,6 +45,7 @@ gint32 with_store_or_remote(Local&& local, Remote&& remote) {
     CFG_REMOTE_S calls{};
     {
         ProcessStore& process = process_store();
+        const KeptWarnings warnings;
         const std::lock_guard<std::mutex> lock{process.mutex};
         if (process.store) return local(*process.store);
         if (!process.remote) return PER_ERROR_CFG_INIT_FAIL;

@@ -13,7 +13,11 @@ namespace mox::persist {
 // The store's code for an extended result code of the database.
 gint32 code_of_sql(int sql);
 
-// Logs one line that names the file, what was tried and why it failed, and gives the store's code.
+// Whether the connection's last call failed for a lack of memory.
+bool is_out_of_memory(sqlite3* database);
+
+// Logs one line that names the file, what was tried, why it failed and what to do, and gives the
+// store's code.
 // database: null when there is no connection to ask for the cause.
 gint32 report_sql(const std::string& path, const char* tried, int sql, sqlite3* database);
 

@@ -5,6 +5,8 @@
 
 #include <sqlite3.h>
 
+#include "sql_error.hpp"
+
 namespace mox::persist {
 
 const char* const schema_sql =
@@ -31,6 +33,8 @@ constexpr std::array<const char*, static_cast<std::size_t>(Sql::count)> texts = 
     " VALUES (?, ?, ?, ?, ?, ?, ?) ON CONFLICT DO UPDATE SET type = excluded.type,"
     " data = excluded.data, sequence = excluded.sequence",
     "DELETE FROM value WHERE mode <> 2",
+    // Without a condition the database would write the table's page even when it is empty.
+    "DELETE FROM value WHERE true",
     "SELECT coalesce(min(sequence), 0), coalesce(max(sequence), 0) FROM value",
     "SELECT state FROM status WHERE object = ? AND property = ?",
     "INSERT INTO status (object, property, state) VALUES (?, ?, ?)"
@@ -97,16 +101,18 @@ gint64 Query::column_number(int column) const {
     return sqlite3_column_int64(statement_, column);
 }
 
-std::string_view Query::column_text(int column) const {
-    return column_bytes(column);
-}
-
-std::string_view Query::column_bytes(int column) const {
+int Query::column_bytes(int column, std::string_view& bytes) const {
     // The pointer is asked for first: that may convert the column and change its size.
     const void* data = sqlite3_column_blob(statement_, column);
+    // An empty value and a lack of memory look the same, but for the error that is asked for at
+    // once.
+    if (data == nullptr && is_out_of_memory(sqlite3_db_handle(statement_))) return SQLITE_NOMEM;
     const int size = sqlite3_column_bytes(statement_, column);
-    if (data == nullptr || size <= 0) return {};
-    return {static_cast<const char*>(data), static_cast<std::size_t>(size)};
+    bytes = {};
+    if (data != nullptr && size > 0) {
+        bytes = {static_cast<const char*>(data), static_cast<std::size_t>(size)};
+    }
+    return SQLITE_OK;
 }
 
 }  // namespace mox::persist

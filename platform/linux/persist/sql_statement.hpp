@@ -22,6 +22,7 @@ enum class Sql : std::size_t {
     newest_value,
     put_value,
     forget_unless_permanent,
+    forget_all,
     sequence_range,
     read_status,
     put_status,
@@ -70,9 +71,9 @@ public:
     int step();
 
     gint64 column_number(int column) const;
-    std::string_view column_text(int column) const;
-    // The bytes of a column; valid until the next step.
-    std::string_view column_bytes(int column) const;
+    // Gives the bytes of a text or blob; valid until the next step. SQLITE_OK, or SQLITE_NOMEM,
+    // which is not to be taken for an empty value.
+    int column_bytes(int column, std::string_view& bytes) const;
 
 private:
     void note(int result);

@@ -4,6 +4,7 @@
 
 #include "argument_check.hpp"
 #include "process_store.hpp"
+#include "warning.hpp"
 
 using namespace mox::persist;
 
@@ -11,16 +12,23 @@ gint32 cfg_store_open(const gchar* state_dir, const gchar* volatile_dir) {
     if (state_dir == nullptr || *state_dir == '\0') return PER_ERROR_PARA_0_INVALID;
     if (volatile_dir == nullptr || *volatile_dir == '\0') return PER_ERROR_PARA_1_INVALID;
     ProcessStore& process = process_store();
+    const KeptWarnings warnings;
     const std::lock_guard<std::mutex> lock{process.mutex};
     if (process.store) return PER_ERROR_CFG_INIT_FAIL;
     auto store = std::make_unique<Store>();
     const gint32 code = store->open(state_dir, volatile_dir);
-    if (code == PER_OK || code == PER_ERROR_DATA_INVALID) process.store = std::move(store);
+    if (store->is_open()) process.store = std::move(store);
     return code;
+}
+
+gint32 cfg_store_opened(PER_MODE_E per_mode) {
+    if (!is_mode(per_mode)) return PER_ERROR_PARA_0_INVALID;
+    return with_store([&](Store& store) { return store.opened(per_mode); });
 }
 
 void cfg_store_close(void) {
     ProcessStore& process = process_store();
+    const KeptWarnings warnings;
     const std::lock_guard<std::mutex> lock{process.mutex};
     process.store.reset();
 }
@@ -53,7 +61,7 @@ void cfg_store_set_remote(const CFG_REMOTE_S* remote) {
         (remote->save != nullptr && remote->read != nullptr && remote->is_saved != nullptr &&
          remote->status_save != nullptr && remote->status_remove != nullptr);
     if (!is_whole) {
-        g_warning("calls to another process are not taken over: one of them is missing");
+        warn("calls to another process are not taken over: one of them is missing; set all five");
         return;
     }
     ProcessStore& process = process_store();

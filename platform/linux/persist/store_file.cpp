@@ -10,6 +10,8 @@
 #include <cerrno>
 #include <cstdio>
 
+#include "warning.hpp"
+
 namespace mox::persist {
 namespace {
 
@@ -30,7 +32,7 @@ gint32 synchronise_directory(const std::string& path) {
         ::close(directory);
         return PER_OK;
     }
-    g_warning("%s: the directory cannot be synchronised: %s", path.c_str(), g_strerror(errno));
+    warn("%s: the directory cannot be synchronised: %s", path.c_str(), g_strerror(errno));
     if (directory >= 0) ::close(directory);
     return PER_ERROR_FILE_WRITE_FAIL;
 }
@@ -52,7 +54,7 @@ gint32 make_one_directory(const std::string& path) {
     struct stat status {};
     const int cause = errno;
     if (::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) return PER_OK;
-    g_warning("%s: the directory cannot be made: %s", path.c_str(), g_strerror(cause));
+    warn("%s: the directory cannot be made: %s", path.c_str(), g_strerror(cause));
     return cause == ENOSPC || cause == EROFS ? PER_ERROR_FILE_WRITE_FAIL : PER_ERROR_FILE_OPEN_FAIL;
 }
 
@@ -77,10 +79,10 @@ gint32 make_file(const std::string& path) {
     struct stat status {};
     if (cause == EEXIST && ::stat(path.c_str(), &status) == 0) {
         if (S_ISREG(status.st_mode)) return PER_OK;
-        g_warning("%s: something that is no file is in the way", path.c_str());
+        warn("%s: something that is no file is in the way", path.c_str());
         return PER_ERROR_FILE_OPEN_FAIL;
     }
-    g_warning("%s: the file cannot be made: %s", path.c_str(), g_strerror(cause));
+    warn("%s: the file cannot be made: %s", path.c_str(), g_strerror(cause));
     return cause == ENOSPC || cause == EROFS ? PER_ERROR_FILE_WRITE_FAIL : PER_ERROR_FILE_OPEN_FAIL;
 }
 
@@ -99,12 +101,11 @@ gint32 set_aside(const std::string& path) {
     for (const char* part : parts) {
         const std::string from = path + part;
         if (std::rename(from.c_str(), (name + part).c_str()) != 0 && errno != ENOENT) {
-            g_warning("%s: damaged, and cannot be kept aside: %s", from.c_str(), g_strerror(errno));
+            warn("%s: damaged, and cannot be kept aside: %s", from.c_str(), g_strerror(errno));
             return PER_ERROR_FILE_WRITE_FAIL;
         }
     }
-    g_warning("%s: damaged; kept aside as %s, the store goes on without it", path.c_str(),
-              name.c_str());
+    warn("%s: damaged; kept aside as %s, the store goes on without it", path.c_str(), name.c_str());
     return synchronise_directory(parent_of(path));
 }
 

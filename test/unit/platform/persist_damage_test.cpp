@@ -248,7 +248,9 @@ TEST_F(NewerFile, IsRefusedAndLeftAsItIs) {
     EXPECT_TRUE(content_of(values_file()) == file);
     EXPECT_TRUE(content_of(values_file() + "-wal") == log_bytes);
     EXPECT_FALSE(std::filesystem::exists(values_file() + ".damaged-1"));
-    EXPECT_EQ(save("Fan1", "Speed", Value{"byte 1"}), PER_ERROR_CFG_INIT_FAIL);
+    EXPECT_EQ(save("Fan1", "Speed", Value{"byte 1"}), PER_ERROR_PARSER_INIT_FAIL);
+    cfg_store_close();
+    EXPECT_TRUE(content_of(values_file() + "-wal") == log_bytes);
 }
 
 class DamagedValue : public DamagedFile {};
@@ -280,6 +282,46 @@ TEST_F(DamagedValue, IsReplacedByTheNextSave) {
     ASSERT_EQ(open_store(), PER_OK);
     ASSERT_EQ(save("Fan1", "Property7", Value{"byte 1"}), PER_OK);
     EXPECT_EQ(read("Fan1", "Property7"), saved_as(Value{"byte 1"}));
+}
+
+// The newest row of each item has a mode that its file does not keep; 4294967298 would be a mode if
+// it were cut to 32 bits.
+TEST_F(DamagedValue, MayHaveAModeThatItsFileDoesNotKeep) {
+    const auto put = [](const std::string& mode) {
+        return "INSERT INTO value VALUES ('Fan1', 'Speed', 0, " + mode +
+               ", 'y', x'05', 1000); INSERT OR IGNORE INTO value VALUES ('Fan1', 'Speed', 0, ";
+    };
+    const std::pair<std::string, std::string> cases[] = {
+        {values_file(), put("1") + "2, 'y', x'04', 999)"},
+        {values_file(), put("3") + "2, 'y', x'04', 999)"},
+        {values_file(), put("-1") + "2, 'y', x'04', 999)"},
+        {values_file(), put("4294967298") + "2, 'y', x'04', 999)"},
+        {reset_file(), put("2") + "1, 'y', x'04', 999)"},
+        {reset_file(), put("0") + "1, 'y', x'04', 999)"},
+    };
+    for (const auto& [file, rows] : cases) {
+        change(file, rows);
+        ASSERT_EQ(open_store(), PER_OK);
+        CapturedLog log;
+        PER_MODE_E mode = PER_MODE_BUTT;
+        EXPECT_EQ(cfg_newest_mode("Fan1", "Speed", FALSE, &mode), PER_ERROR_DATA_INVALID) << rows;
+        EXPECT_EQ(mode, PER_MODE_BUTT);
+        EXPECT_EQ(log.count(file + ": the newest value of Fan1.Speed is damaged"), 1U) << rows;
+        const PER_MODE_E own = file == values_file() ? PER_MODE_PERMANENT : PER_MODE_RESET;
+        EXPECT_EQ(read("Fan1", "Speed", own), saved_as(Value{"byte 4"}));
+        // The same value is saved again, since the damaged row is newer.
+        EXPECT_EQ(save("Fan1", "Speed", Value{"byte 4"}, own), PER_OK);
+        EXPECT_EQ(newest_mode("Fan1", "Speed"), own);
+        cfg_store_close();
+        change(file, "DELETE FROM value WHERE name = 'Speed'");
+    }
+}
+
+TEST_F(DamagedValue, WithAModeOfTheOtherFileIsForgottenByARestoreToDefaults) {
+    change(reset_file(), "INSERT INTO value VALUES ('Fan1', 'Speed', 0, 2, 'y', x'05', 1000)");
+    ASSERT_EQ(open_store(), PER_OK);
+    ASSERT_EQ(cfg_store_restore_defaults(), PER_OK);
+    EXPECT_EQ(newest_mode("Fan1", "Speed"), PER_MODE_BUTT);
 }
 
 TEST_F(DamagedValue, MayBeAState) {

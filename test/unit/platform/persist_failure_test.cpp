@@ -12,10 +12,18 @@ namespace {
 
 class UnusableStorage : public PersistTest {
 protected:
-    // Expects that nothing is open after a failed open.
-    static void expect_nothing_open() {
-        EXPECT_EQ(save("Fan1", "Speed", Value{"byte 1"}), PER_ERROR_CFG_INIT_FAIL);
-        EXPECT_EQ(read("Fan1", "Speed"), failed_with(PER_ERROR_CFG_INIT_FAIL));
+    // Expects that the lasting file is not open, for the cause given, and closes the other.
+    static void expect_no_lasting(gint32 cause) {
+        CapturedLog log;
+        EXPECT_EQ(save("Fan1", "Speed", Value{"byte 1"}), cause);
+        EXPECT_EQ(read("Fan1", "Speed"), failed_with(cause));
+        cfg_store_close();
+    }
+    static void expect_no_volatile(gint32 cause) {
+        CapturedLog log;
+        EXPECT_EQ(save("Fan1", "Speed", Value{"byte 1"}, PER_MODE_RESET), cause);
+        EXPECT_EQ(read("Fan1", "Speed", PER_MODE_RESET), failed_with(cause));
+        cfg_store_close();
     }
 
     // Lets file permissions bind this process, which may be root, from here on.
@@ -29,12 +37,17 @@ protected:
 TEST_F(UnusableStorage, BelowAFileIsRefused) {
     std::ofstream{path_of("file")} << "x";
     const std::string below = path_of("file") + "/state";
-    CapturedLog log;
-    EXPECT_EQ(cfg_store_open(below.c_str(), volatile_dir().c_str()), PER_ERROR_FILE_OPEN_FAIL);
-    EXPECT_EQ(log.count("moxplat-persist: " + path_of("file")), 1U);
-    expect_nothing_open();
-    EXPECT_EQ(cfg_store_open(state_dir().c_str(), below.c_str()), PER_ERROR_FILE_OPEN_FAIL);
-    expect_nothing_open();
+    {
+        CapturedLog log;
+        EXPECT_EQ(cfg_store_open(below.c_str(), volatile_dir().c_str()), PER_ERROR_FILE_OPEN_FAIL);
+        EXPECT_EQ(log.count("moxplat-persist: " + path_of("file")), 1U);
+    }
+    expect_no_lasting(PER_ERROR_FILE_OPEN_FAIL);
+    {
+        CapturedLog log;
+        EXPECT_EQ(cfg_store_open(state_dir().c_str(), below.c_str()), PER_ERROR_FILE_OPEN_FAIL);
+    }
+    expect_no_volatile(PER_ERROR_FILE_OPEN_FAIL);
     EXPECT_EQ(content_of(path_of("file")), "x");
 }
 
@@ -42,10 +55,13 @@ TEST_F(UnusableStorage, WithADirectoryInAFilesPlaceIsRefused) {
     for (const std::string& file : {values_file(), reset_file()}) {
         std::filesystem::remove_all(volatile_dir());
         std::filesystem::create_directories(file);
-        CapturedLog log;
-        EXPECT_EQ(open_store(), PER_ERROR_FILE_OPEN_FAIL);
-        EXPECT_EQ(log.count(file + ": "), 1U);
-        expect_nothing_open();
+        {
+            CapturedLog log;
+            EXPECT_EQ(open_store(), PER_ERROR_FILE_OPEN_FAIL);
+            EXPECT_EQ(log.count(file + ": "), 1U);
+        }
+        file == values_file() ? expect_no_lasting(PER_ERROR_FILE_OPEN_FAIL)
+                              : expect_no_volatile(PER_ERROR_FILE_OPEN_FAIL);
         EXPECT_TRUE(std::filesystem::is_directory(file));
         std::filesystem::remove(file);
     }
@@ -70,7 +86,8 @@ TEST_F(UnusableStorage, ThatMayNotBeWrittenIsRefusedAndKeepsItsValues) {
         CapturedLog log;
         EXPECT_EQ(open_store(), PER_ERROR_FILE_WRITE_FAIL);
         EXPECT_EQ(log.count(values_file() + ": "), 1U);
-        expect_nothing_open();
+        EXPECT_EQ(save("Fan1", "Speed", Value{"byte 1"}), PER_ERROR_FILE_WRITE_FAIL);
+        cfg_store_close();
     });
     EXPECT_EQ(content_of(values_file()), before);
 }
@@ -84,7 +101,8 @@ TEST_F(UnusableStorage, ThatMayNotBeReadIsRefused) {
         CapturedLog log;
         EXPECT_EQ(open_store(), PER_ERROR_FILE_OPEN_FAIL);
         EXPECT_EQ(log.count(values_file() + ": "), 1U);
-        expect_nothing_open();
+        EXPECT_EQ(save("Fan1", "Speed", Value{"byte 1"}), PER_ERROR_FILE_OPEN_FAIL);
+        cfg_store_close();
     });
 }
 
@@ -97,11 +115,13 @@ TEST_F(UnusableStorage, WhereNothingMayBeMadeIsRefused) {
         CapturedLog log;
         EXPECT_EQ(cfg_store_open(path_of("locked").c_str(), volatile_dir().c_str()),
                   PER_ERROR_FILE_OPEN_FAIL);
+        cfg_store_close();
         EXPECT_EQ(cfg_store_open(path_of("locked/state").c_str(), volatile_dir().c_str()),
                   PER_ERROR_FILE_OPEN_FAIL);
         EXPECT_EQ(log.count(path_of("locked/values.db") + ": "), 1U);
         EXPECT_EQ(log.count(path_of("locked/state") + ": "), 1U);
-        expect_nothing_open();
+        EXPECT_EQ(save("Fan1", "Speed", Value{"byte 1"}), PER_ERROR_FILE_OPEN_FAIL);
+        cfg_store_close();
     });
 }
 
@@ -116,7 +136,8 @@ TEST_F(UnusableStorage, WhereDamageCannotBeKeptAsideIsRefusedAndUnchanged) {
         CapturedLog log;
         EXPECT_EQ(open_store(), PER_ERROR_FILE_WRITE_FAIL);
         EXPECT_EQ(log.count("cannot be kept aside"), 1U);
-        expect_nothing_open();
+        EXPECT_EQ(save("Fan1", "Speed", Value{"byte 1"}), PER_ERROR_FILE_WRITE_FAIL);
+        cfg_store_close();
     });
     EXPECT_EQ(content_of(values_file()), damaged);
 }
@@ -193,6 +214,49 @@ TEST_F(FullStorage, RefusesARestoreToDefaultsAsAWhole) {
         lift_limit();
         EXPECT_EQ(cfg_store_restore_defaults(), PER_OK);
         EXPECT_EQ(read("Fan1", "Speed", PER_MODE_POWER_OFF), nothing_saved());
+    });
+}
+
+// The log of the volatile file is beyond the limit already, that of the lasting one far below.
+TEST_F(FullStorage, ForTheResetValuesAloneIsToldApartByARestoreToDefaults) {
+    expect_in_child([this] {
+        ASSERT_EQ(open_store(), PER_OK);
+        const Value large{"s", std::string(100000, 'x') + '\0'};
+        ASSERT_EQ(save("Fan1", "Speed", Value{"byte 7"}, PER_MODE_POWER_OFF), PER_OK);
+        ASSERT_EQ(save("Fan1", "Level", Value{"byte 9"}, PER_MODE_PERMANENT), PER_OK);
+        ASSERT_EQ(save("Fan1", "Log", large, PER_MODE_RESET), PER_OK);
+        limit_files(100000);
+        CapturedLog log;
+        EXPECT_EQ(cfg_store_restore_defaults(), PER_ERROR_CLEAR_CFG_FLAG);
+        EXPECT_EQ(log.count(reset_file() + ": the defaults are half restored: the power-off"), 1U);
+        for (int round = 0; round < 2; ++round) {
+            EXPECT_EQ(read("Fan1", "Speed", PER_MODE_POWER_OFF), nothing_saved());
+            EXPECT_EQ(read("Fan1", "Level"), saved_as(Value{"byte 9"}));
+            EXPECT_EQ(read("Fan1", "Log", PER_MODE_RESET), saved_as(large));
+            lift_limit();
+            ASSERT_EQ(reopen_store(), PER_OK);
+        }
+        EXPECT_EQ(cfg_store_restore_defaults(), PER_OK);
+        EXPECT_EQ(read("Fan1", "Log", PER_MODE_RESET), nothing_saved());
+        cfg_store_close();
+    });
+}
+
+TEST_F(FullStorage, ThatIsRefusedARestoreTakesSavesAgain) {
+    expect_in_child([this] {
+        ASSERT_EQ(open_store(), PER_OK);
+        ASSERT_EQ(save("Fan1", "Speed", Value{"byte 7"}, PER_MODE_POWER_OFF), PER_OK);
+        ASSERT_EQ(save("Fan1", "Speed", Value{"byte 8"}, PER_MODE_RESET), PER_OK);
+        limit_files(1);
+        CapturedLog log;
+        ASSERT_EQ(cfg_store_restore_defaults(), PER_ERROR_FILE_WRITE_FAIL);
+        lift_limit();
+        EXPECT_EQ(save("Fan1", "Level", Value{"byte 1"}, PER_MODE_POWER_OFF), PER_OK);
+        EXPECT_EQ(save("Fan1", "Level", Value{"byte 2"}, PER_MODE_RESET), PER_OK);
+        ASSERT_EQ(reopen_store(), PER_OK);
+        EXPECT_EQ(read("Fan1", "Level", PER_MODE_POWER_OFF), saved_as(Value{"byte 1"}));
+        EXPECT_EQ(read("Fan1", "Level", PER_MODE_RESET), saved_as(Value{"byte 2"}));
+        cfg_store_close();
     });
 }
 

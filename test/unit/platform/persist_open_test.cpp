@@ -94,12 +94,15 @@ TEST_F(StoreOwner, KeepsEveryOtherProcessOut) {
     expect_in_child([this] {
         CapturedLog log;
         EXPECT_EQ(open_store(), PER_ERROR_FILE_LOCK_FAIL);
-        EXPECT_EQ(log.count("moxplat-persist: "), 1U);
-        EXPECT_EQ(log.count(".db: "), 1U);
-        // The volatile file alone does not decide it.
+        EXPECT_EQ(log.count("moxplat-persist: "), 2U);
+        EXPECT_EQ(log.count(values_file() + ": "), 1U);
+        EXPECT_EQ(log.count(reset_file() + ": "), 1U);
+        EXPECT_EQ(save("Fan1", "Speed", Value{"byte 2"}), PER_ERROR_CFG_INIT_FAIL);
+        // A volatile file of its own does not let it in.
         EXPECT_EQ(cfg_store_open(state_dir().c_str(), path_of("other").c_str()),
                   PER_ERROR_FILE_LOCK_FAIL);
-        EXPECT_EQ(save("Fan1", "Speed", Value{"byte 2"}), PER_ERROR_CFG_INIT_FAIL);
+        EXPECT_EQ(save("Fan1", "Speed", Value{"byte 2"}), PER_ERROR_FILE_LOCK_FAIL);
+        cfg_store_close();
     });
     EXPECT_EQ(save("Fan1", "Speed", Value{"byte 3"}), PER_OK);
     ASSERT_EQ(reopen_store(), PER_OK);

@@ -129,7 +129,7 @@ TEST_F(RemoteStore, HasItsBytesChecked) {
         other_.bytes = answer.bytes;
         CapturedLog log;
         EXPECT_EQ(read("Fan1", "Speed"), failed_with(PER_ERROR_DATA_INVALID)) << answer.type;
-        EXPECT_EQ(log.count("moxplat-persist: another process"), 1U);
+        EXPECT_EQ(log.count("moxplat-persist: another process answered a read of Fan1.Speed"), 1U);
     }
     other_.type = "ai";
     other_.bytes.clear();
