@@ -4,8 +4,8 @@
  * The pool's owner builds the tree once, while it loads the class profile, and hands its address to
  * the other processes; from then on nobody writes it. It lies in the pool, so its pointers can be
  * followed in every process just as they stand. The building functions do nothing in a process that
- * is not the owner. No function here takes a lock and none is forbidden; the tree may be read from
- * any thread once it is built. */
+ * is not the owner. Only clt_init_class takes a lock, the class table's, and none is forbidden; the
+ * tree may be read from any thread once it is built. */
 #ifndef MOX_CLASSTREE_H
 #define MOX_CLASSTREE_H
 
@@ -109,7 +109,7 @@ MOX_API void clt_create_property(guint32 class_index, guint32 property_count);
 
 /* Fills a property.
  * property_name: nullable, cut to 31 characters. type: 6 readable bytes, copied whatever they hold;
- * null is logged and leaves the type as it was. exported, key: flags, kept as they are. */
+ * null is logged and empties the type. exported, key: flags, kept as they are. */
 MOX_API void clt_init_property(guint32 class_index, guint32 property_index, guint16 property_id,
                                const gchar* property_name, const gchar* type, guint8 exported,
                                guint8 key);
@@ -125,8 +125,8 @@ MOX_API void clt_init_method(guint32 class_index, guint32 method_index, guint16 
 MOX_API void clt_create_method_para(guint32 class_index, guint32 method_index, PARA_TYPE dir,
                                     guint32 count);
 
-/* Fills a parameter. type: 6 readable bytes, copied whatever they hold; null is logged and leaves
- * the type as it was. */
+/* Fills a parameter. type: 6 readable bytes, copied whatever they hold; null is logged and empties
+ * the type. */
 MOX_API void clt_init_method_para(guint32 class_index, guint32 method_index, PARA_TYPE dir,
                                   guint32 para_index, const gchar* type);
 

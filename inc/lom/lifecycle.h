@@ -32,11 +32,12 @@ MOX_API void lom_batch_delete(guint32 position, ForeachObjfunc foreach_func);
 MOX_API void lom_remove_to_garbage(guint32 position, GHashTable* collect_table);
 
 /* Frees all garbage of which no module has a copy and that nobody in this process holds. Any
- * thread, in the pool's owner. Takes the garbage's mutex, and frees without it. */
+ * thread, in the pool's owner. Takes the garbage's mutex, and frees without it; an object that a
+ * freed one stood for may take the object-table mutex. */
 MOX_API void lom_reclaim_garbage(void);
 
 /* Prints all garbage, one block per record. stream: not closed; nothing is printed for null, nor
- * before there was any garbage. Any thread. Takes the garbage's mutex. */
+ * before there was any garbage. Any thread. Takes the garbage's mutex, then the class table's. */
 MOX_API void lom_list_garbage(FILE* stream);
 
 /* Clears one module's bit in every object of this process's table.

@@ -38,11 +38,16 @@ void log_unknown_class(const gchar* class_name, OBJ_HANDLE obj_handle) {
 
 CLASS_STATE_E cls_get_state(CLS_HANDLE class_handle) {
     const PRIVATE_CLASS_DATA_S* priv = private_of(class_handle);
-    return priv == nullptr ? CLASS_OBJECT_NULL : priv->state;
+    if (priv == nullptr) {
+        return CLASS_OBJECT_NULL;
+    }
+    const mox::MutexGuard guard(class_table_lock());
+    return priv->state;
 }
 
 void cls_set_state(CLS_HANDLE class_handle, CLASS_STATE_E state) {
     if (PRIVATE_CLASS_DATA_S* priv = private_of(class_handle)) {
+        const mox::MutexGuard guard(class_table_lock());
         priv->state = state;
     }
 }

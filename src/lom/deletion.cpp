@@ -20,7 +20,12 @@ void lom_delete_object(OBJ_HANDLE obj_handle) {
     }
     pub_debug_print(MX_DBG_INSIGHT, "::::pre delete object %s, ref cnt=%d.::::\n",
                     object->object_name, g_atomic_int_get(&object->ref_count));
-    mox::drop_table_reference(object.get());
+    // Meanwhile it may have been replaced or have become garbage: the table has no reference then.
+    const mox::RecursiveGuard guard(g_obj_hash_mutex);
+    if (g_hash_table_lookup(g_local_object_hashtable, lom_handle_to_name(obj_handle)) ==
+        object.get()) {
+        mox::drop_table_reference(object.get());
+    }
 }
 
 gboolean _position_traverse_object([[maybe_unused]] gpointer key, gpointer value,

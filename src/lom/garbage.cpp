@@ -125,8 +125,10 @@ gboolean _mark_removed_object(gpointer key, gpointer value, gpointer user_data) 
 gboolean _garbage_unref([[maybe_unused]] gpointer key, gpointer value,
                         [[maybe_unused]] gpointer user_data) {
     auto* object = static_cast<OBJECT_HEAD_S*>(value);
-    return object->ref_bitmap != nullptr && !has_copies(object->ref_bitmap) &&
-           g_atomic_int_get(&object->ref_count) < 2;
+    // The count first: whoever makes a copy sets its bit before letting go, and nobody finds
+    // garbage anew.
+    return object->ref_bitmap != nullptr && g_atomic_int_get(&object->ref_count) < 2 &&
+           !has_copies(object->ref_bitmap);
 }
 
 void lom_remove_to_garbage(guint32 position, GHashTable* collect_table) {

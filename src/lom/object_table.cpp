@@ -97,7 +97,12 @@ void insert_record(OBJECT_HEAD_S* object, const gchar* key) {
     if (g_hash_table_steal_extended(g_local_object_hashtable, key, &old_key, &old_object)) {
         g_free(old_key);
         if (old_object != object) {
-            mox::retire_replaced(static_cast<OBJECT_HEAD_S*>(old_object));
+            auto* old = static_cast<OBJECT_HEAD_S*>(old_object);
+            if (old->ref_bitmap == object->ref_bitmap) {
+                // A second copy of one object: this process's bit is the new copy's from now on.
+                old->ref_bitmap = nullptr;
+            }
+            mox::retire_replaced(old);
         }
     }
     g_hash_table_insert(g_local_object_hashtable, g_strdup(key), object);

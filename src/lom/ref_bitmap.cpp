@@ -46,8 +46,11 @@ void lom_set_bitmap_id(gint32 id) {
 }
 
 void lom_batch_unref(gint32 bitmap_id) {
+    if (bitmap_id == 0) {
+        return;
+    }
     const mox::RecursiveGuard guard(g_obj_hash_mutex);
-    if (bitmap_id != 0 && g_local_object_hashtable != nullptr) {
+    if (g_local_object_hashtable != nullptr) {
         g_hash_table_foreach(g_local_object_hashtable, _container_unref,
                              GINT_TO_POINTER(bitmap_id));
     }

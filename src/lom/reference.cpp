@@ -79,7 +79,9 @@ gint32 lom_set_reference(const gchar* object_name, const gchar* refered_object_n
         return MOX_ERR_INTERNAL;
     }
     const mox::RecursiveGuard guard(g_obj_hash_mutex);
-    if (leads_back(*object, *refered)) {
+    // A longer name, such as a collection's, would be cut and its record not found by it again.
+    const bool is_too_long = strnlen(object->object_name, kNameLength) == kNameLength;
+    if (is_too_long || leads_back(*object, *refered)) {
         return MOX_ERR_BAD_ARGUMENT;
     }
     CLASS_OBJECT_LIST_S* node = make_name_node(*object);

@@ -20,8 +20,9 @@ namespace {
 G_LOCK_DEFINE_STATIC(unusual_ends);
 // Replaced in the table while somebody held them: their last holder frees them.
 GHashTable* g_replaced_records = nullptr;
-// In the table, but their last reference was an object that referred to them: nobody is on the way
-// to take them out, so they stay, unfindable, until they are replaced.
+// In the table, but their last reference was an object that referred to them, and the table's own
+// was dropped by no deletion: nobody is on the way to take them out, so they stay, unfindable,
+// until they are replaced or their position is deleted.
 GHashTable* g_left_in_table = nullptr;
 // Deleted while somebody held them: in the table without the table's reference, until their last
 // holder takes them out.

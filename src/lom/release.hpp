@@ -45,7 +45,7 @@ void retire_replaced(OBJECT_HEAD_S* object_head);
 
 // Drops the object table's own reference, once however often it is asked. Returns whether the
 // record is the caller's to take out of the table and free; otherwise its last holder does that.
-// Called with a reference held, or with g_obj_hash_mutex.
+// Called with g_obj_hash_mutex held, for a record that the table has.
 bool drop_table_reference(OBJECT_HEAD_S* object_head);
 
 // Gives the table's own reference to the caller, who takes the record out of the table for another

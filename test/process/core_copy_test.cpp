@@ -29,8 +29,7 @@ constexpr char kLook = 'l';
 constexpr char kFree = 'f';
 constexpr char kEnd = 'e';
 
-// A role that keeps a copy under its own bitmap id. It frees it by putting another record in its
-// place.
+// A role that keeps a copy under its own bitmap id.
 std::function<void(Channel&)> keeper(gint32 module_id) {
     return [module_id](Channel& test) {
         lom_set_bitmap_id(module_id);
@@ -38,7 +37,7 @@ std::function<void(Channel&)> keeper(gint32 module_id) {
         EXPECT_NE(lom_create_object(sizeof(record), &record), 0);
         for (char word = test.hear<char>(); word != kEnd; word = test.hear<char>()) {
             if (word == kFree) {
-                EXPECT_NE(lom_create_object(sizeof(record), &record), 0);
+                lom_delete_object(lom_name_to_handle("Fan1"));
             }
             test.tell(bitmap_of(record));
         }
@@ -86,6 +85,22 @@ TEST_F(CopiedRecord, ClearsItsBitWhenItsReceiverFreesIt) {
     end(first);
     end(second);
     EXPECT_EQ(bitmap_of(fan), (Bitmap{0, 0, 0, 0}));
+}
+
+TEST_F(CopiedRecord, KeepsItsBitWhenAnotherCopyOfTheSameObjectTakesItsPlace) {
+    Role twice{"module 3", [](Channel& test) {
+                   lom_set_bitmap_id(3);
+                   const OBJECT_HEAD_S record = receive_record(test);
+                   EXPECT_NE(lom_create_object(sizeof(record), &record), 0);
+                   const OBJ_HANDLE fan = lom_create_object(sizeof(record), &record);
+                   EXPECT_EQ(bitmap_of(record), (Bitmap{8, 0, 0, 0}));
+                   lom_delete_object(fan);
+                   EXPECT_EQ(bitmap_of(record), (Bitmap{0, 0, 0, 0}));
+               }};
+    const PoolOwner owner;
+    make_object("Fan", "Fan1", {number("Speed", 1200)});
+    send_object(twice, "Fan1", 3, FALSE);
+    twice.finish();
 }
 
 TEST_F(CopiedRecord, OfAKilledModuleIsGivenUpByTheOwnerForAllObjectsAtOnce) {

@@ -31,6 +31,7 @@ int used_bytes() {
     const char* const used = std::strstr(text, "used  : ");
     const int bytes = used == nullptr ? -1 : std::atoi(used + std::strlen("used  : "));
     free(text);
+    EXPECT_GE(bytes, 0) << "the dump does not tell";
     return bytes;
 }
 
@@ -90,6 +91,7 @@ TEST_F(CopiedGarbage, StaysForEveryHolderAndThenGoes) {
     const int before = used_bytes();
     make_board();
     const int with_board = used_bytes();
+    EXPECT_GT(with_board, before);
     hand_out(first, kFirstId);
     hand_out(second, kSecondId);
     remove_board();
@@ -122,6 +124,7 @@ TEST_P(OrderOfEnds, KeepsTheMemoryUntilAllHaveHappenedAndThenGivesItBack) {
     const int before = used_bytes();
     make_board();
     const int with_board = used_bytes();
+    EXPECT_GT(with_board, before);
     hand_out(leaver, kFirstId);
     hand_out(victim, kSecondId);
     std::vector<guint32*> bitmaps;
@@ -172,6 +175,7 @@ TEST_F(CopiedGarbage, OfManyRoundsGivesAllMemoryBack) {
     const int before = used_bytes();
     for (int round = 0; round < kRounds; ++round) {
         make_board();
+        ASSERT_GT(used_bytes(), before);
         member.tell(round);
         send_object(member, "Fan1", kFirstId, FALSE);
         remove_board();

@@ -5,6 +5,7 @@
 #include <lom/registry.h>
 
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "captured_output.hpp"
@@ -345,6 +346,21 @@ TEST_F(ClassCollection, IsThereWhenTheNotifierRunsWithoutALock) {
     });
     EXPECT_EQ(g_seen_list, "['Fan1']");
     EXPECT_TRUE(g_was_lock_free);
+}
+
+TEST_F(ClassCollection, IsRebuiltWhileOtherThreadsAddObjects) {
+    constexpr int kObjects = 200;
+    std::thread adder([] {
+        for (int number = 0; number < kObjects; ++number) {
+            cls_add_object("Fan", lom_name_to_handle(("Fan" + std::to_string(number)).c_str()));
+        }
+    });
+    while (cls_get_object_count(fan) < kObjects) cls_create_collection("Fan", fan, nullptr);
+    adder.join();
+    cls_set_state(fan, CLASS_OBJECT_ADDED);
+    cls_create_collection("Fan", fan, nullptr);
+    EXPECT_EQ(cls_get_state(fan), CLASS_OBJECT_ARCHIVE);
+    EXPECT_NE(cls_get_collection_object(fan), 0);
 }
 
 }  // namespace

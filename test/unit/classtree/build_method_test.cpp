@@ -106,12 +106,14 @@ TEST_F(MethodParameter, TakesItsTypeAs6RawBytes) {
     EXPECT_EQ(field_text(parameters[2].type), std::string("s\0\0\0\0\0", 6));
 }
 
-TEST_F(MethodParameter, WithoutATypeIsLogged) {
+TEST_F(MethodParameter, WithoutATypeIsLoggedAndEmptied) {
     make_fan();
     clt_create_method_para(0, 0, INPUT_PARA, 1);
+    clt_init_method_para(0, 0, INPUT_PARA, 0, TypeField("u"));
     EXPECT_THAT(logged_by([] { clt_init_method_para(0, 0, INPUT_PARA, 0, nullptr); }),
                 ::testing::MatchesRegex(".*ERROR:.*\\[classtree\\]\\[[0-9]+\\]: memmove_s failed "
                                         "ret\\([0-9]+\\)\\.\n"));
+    EXPECT_EQ(field_text(method_at(0, 0).para[INPUT_PARA]->para[0].type), std::string(6, '\0'));
 }
 
 TEST_F(MethodParameter, OfNoDirectionIsIgnored) {

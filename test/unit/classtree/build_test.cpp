@@ -186,6 +186,7 @@ TEST_F(TreeProperty, OfALongNameIsStoredCutTo31Characters) {
 
 TEST_F(TreeProperty, WithoutATypeIsLoggedAndFilledOtherwise) {
     make_fan(1);
+    clt_init_property(0, 0, 7, "Speed", TypeField("u"), 1, 1);
     EXPECT_THAT(logged_by([] { clt_init_property(0, 0, 7, "Speed", nullptr, 1, 1); }),
                 ::testing::MatchesRegex(".*ERROR:.*\\[classtree\\]\\[[0-9]+\\]: memmove_s failed "
                                         "ret\\([0-9]+\\)\\.\n"));

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <lom/lifecycle.h>
 
+#include "lom/alias.hpp"
 #include "lom/deletion.hpp"
 #include "object_fixture.hpp"
 
@@ -126,7 +127,10 @@ TEST_F(Deletion, SendsNothingAndLeavesTheClassAndTheAliases) {
     CLS_HANDLE const fan = cls_create_class("Fan");
     add_fan("Fan1");
     cls_add_object("Fan", lom_name_to_handle("Fan1"));
+    ASSERT_EQ(lom_bind_alias(lom_name_to_handle("Fan1"), 7), 0);
     remove("Fan1");
+    EXPECT_NE(g_hash_table_lookup(g_local_alias_hashtable, "a:Fan7"), nullptr);
+    lom_unbind_alias(lom_name_to_handle("Fan1"), 7);
     EXPECT_TRUE(fake::osal::sent().empty());
     EXPECT_EQ(cls_get_object_count(fan), 1U);
     EXPECT_EQ(cls_get_state(fan), CLASS_OBJECT_ADDED);

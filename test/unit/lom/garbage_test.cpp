@@ -159,6 +159,17 @@ TEST_F(Garbage, HasKeysOfAtMost39Characters) {
     EXPECT_EQ(keys(), (Names{longest + "fffffffe", longest + "ffffffff"}));
 }
 
+TEST_F(Garbage, HasTheFirst32CharactersOfALongerNameInItsKey) {
+    fake::osal::set_tick(1);
+    const std::string longest_class(32, 'c');
+    GVariant* const names = g_variant_ref_sink(g_variant_new_strv(nullptr, 0));
+    ASSERT_NE(lom_create_collection(longest_class.c_str(), 1, names), 0);
+    g_variant_unref(names);
+    record_of(longest_class + ":C")->position = 3;
+    remove();
+    EXPECT_EQ(keys(), Names{longest_class + "1"});
+}
+
 TEST_F(Garbage, IsReclaimedWhenNobodyHoldsIt) {
     add_fan("Fan1");
     remove();

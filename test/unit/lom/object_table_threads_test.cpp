@@ -254,4 +254,69 @@ TEST_F(TableAmongThreads, FreesGarbageOnceThoughItIsHeldAndReclaimedByOthers) {
     EXPECT_EQ(osal::bad_sem_frees(), 0U);
 }
 
+TEST_F(TableAmongThreads, FreesAnObjectOnceThoughOthersDeleteItWhileItIsReplacedAndRemoved) {
+    constexpr guint32 kRounds = 2000;
+    cls_create_class("Fan");
+    const gsize blocks_of_none = space::live_blocks();
+    const OBJ_HANDLE fan = lom_name_to_handle("Fan1");
+    GHashTable* const unsaved = g_hash_table_new_full(
+        g_str_hash, g_str_equal, g_free,
+        [](gpointer names) { g_slist_free_full(static_cast<GSList*>(names), g_free); });
+    run_beside(
+        [fan] {
+            OBJECT_HEAD_S* const held = _get_object_ptr_option("Fan1", TRUE);
+            lom_delete_object(fan);
+            if (held != nullptr) {
+                EXPECT_STREQ(held->object_name, "Fan1");
+            }
+            _object_unref(held);
+        },
+        [unsaved] {
+            for (guint32 round = 0; round < kRounds; ++round) {
+                add_version(3);
+                if (round % 2 == 1) lom_remove_to_garbage(3, unsaved);
+                lom_reclaim_garbage();
+            }
+        });
+    lom_delete_object(fan);
+    lom_reclaim_garbage();
+    g_hash_table_destroy(unsaved);
+    EXPECT_EQ(space::live_blocks(), blocks_of_none);
+    EXPECT_EQ(osal::bad_sem_frees(), 0U);
+}
+
+TEST_F(TableAmongThreads, KeepsGarbageOfWhichACopyIsJustBeingMade) {
+    constexpr guint32 kRounds = 2000;
+    cls_create_class("Fan");
+    std::atomic<gint32> next_id = 1;
+    std::atomic<int> dangling = 0;
+    run_beside(
+        [&next_id, &dangling] {
+            thread_local const gint32 id = next_id++;
+            guint32 size = 0;
+            gpointer copy = nullptr;
+            if (lom_copy_object("Fan1", &size, &copy, id, FALSE) != MOX_OK) return;
+            auto* const record = static_cast<OBJECT_HEAD_S*>(copy);
+            std::this_thread::yield();
+            if (!space::is_live(record->ref_bitmap)) {
+                ++dangling;
+            } else {
+                lom_clear_reference_bitmap(record->ref_bitmap, id);
+            }
+            g_free(copy);
+        },
+        [] {
+            GHashTable* const unsaved = g_hash_table_new_full(
+                g_str_hash, g_str_equal, g_free,
+                [](gpointer names) { g_slist_free_full(static_cast<GSList*>(names), g_free); });
+            for (guint32 round = 0; round < kRounds; ++round) {
+                add_object({.name = "Fan1", .position = 3});
+                lom_remove_to_garbage(3, unsaved);
+                lom_reclaim_garbage();
+            }
+            g_hash_table_destroy(unsaved);
+        });
+    EXPECT_EQ(dangling, 0);
+}
+
 }  // namespace
