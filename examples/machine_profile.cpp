@@ -2,8 +2,8 @@
 //
 //   machine_profile [-o FILE] [--setting-file FILE]
 //
-// Without -o it goes to standard output. --setting-file adds what the demonstration's steps write:
-// the file is an existing one that holds a whole number.
+// Without -o it goes to standard output. --setting-file adds what the demonstration's steps write
+// and plug: the file is an existing one that holds a whole number.
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>

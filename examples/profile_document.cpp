@@ -1,5 +1,6 @@
 // What holds here: a class has the properties of all its sensors, a chip stands for one file or
-// directory, and each reading has an accessor of its own that names its chip.
+// directory, and each reading has an accessor of its own that names its chip. What the
+// demonstration's steps need beyond the sensors stands behind them in each section.
 #include "profile_document.hpp"
 
 #include <json-glib/json-glib.h>
@@ -25,6 +26,14 @@ struct FreeNode {
 };
 
 using Property = std::pair<std::string, std::string>;  // name, type string
+
+// A method with one parameter, a result that tells whether it was done, and one constant.
+struct Method {
+    std::string name;
+    std::string input;  // type string
+    std::string constant;
+    unsigned value = 0;
+};
 
 struct SensorClass {
     std::string name;
@@ -70,6 +79,12 @@ const Sensor* formula_source(const std::vector<Sensor>& sensors) {
     return nullptr;
 }
 
+// The cached inputs of a formula take the type of the inputs.
+std::string formula_type(const std::vector<Sensor>& sensors) {
+    const Sensor* source = formula_source(sensors);
+    return source == nullptr ? "d" : source->readings.front().type;
+}
+
 // Writes one profile; the steps are called in the order of its sections.
 class Document {
 public:
@@ -79,7 +94,9 @@ public:
         json_builder_add_int_value(json(), refresh_ms);
     }
 
-    void add_classes(const std::vector<SensorClass>& sensor_classes, bool with_demo) {
+    // formula_type: the type of the formula's inputs; empty leaves out what the steps need.
+    void add_classes(const std::vector<SensorClass>& sensor_classes,
+                     const std::string& formula_type) {
         begin_list("classes");
         add_class("Hardware", "", {});
         add_class("Chip", "Hardware", {{"Path", "s"}});
@@ -96,18 +113,22 @@ public:
         for (const SensorClass& sensor_class : sensor_classes) {
             add_class(sensor_class.name, "Sensor", sensor_class.properties);
         }
-        if (with_demo) {
+        if (!formula_type.empty()) {
             add_class(demo_class, "", {{threshold_property, "u"}, {setting_property, "u"}},
                       demo_module);
             add_class("Expression", "",
                       {{"X", "sp"},
                        {"Y", "sp"},
                        {"Z", "sp"},
-                       {"Xcache", "d"},
-                       {"Ycache", "d"},
-                       {"Zcache", "d"},
+                       {"Xcache", formula_type},
+                       {"Ycache", formula_type},
+                       {"Zcache", formula_type},
                        {"Formula", "s"},
                        {"Value", "d"}});
+            add_class(port_class, "", {{number_property, "u"}, {label_property, "s"}}, tour_module,
+                      {{reset_method, "u", reset_constant, reset_timeout},
+                       {rename_method, "s", rename_constant, rename_longest}},
+                      number_property);
         }
         json_builder_end_array(json());
     }
@@ -122,6 +143,22 @@ public:
         auto name = sensor_names.begin();
         for (const Sensor& sensor : sensors) add_sensor(sensor, *name++);
         if (!setting_file.empty()) add_demo(sensors, setting_file);
+        json_builder_end_array(json());
+    }
+
+    // Behind the objects.
+    void add_board() {
+        begin_list("boards");
+        json_builder_begin_object(json());
+        add_text("name", board_name);
+        add_count("position", board_position);
+        member("plugged");
+        json_builder_add_boolean_value(json(), FALSE);
+        begin_list("objects");
+        unsigned number = 0;
+        for (const char* port : board_ports) add_port(port, ++number);
+        json_builder_end_array(json());
+        json_builder_end_object(json());
         json_builder_end_array(json());
     }
 
@@ -155,7 +192,8 @@ private:
     }
 
     void add_class(const std::string& name, const std::string& parent,
-                   const std::vector<Property>& properties, const std::string& module = "") {
+                   const std::vector<Property>& properties, const std::string& module = "",
+                   const std::vector<Method>& methods = {}, const std::string& key = "") {
         json_builder_begin_object(json());
         add_text("name", name);
         add_text("parent", parent);
@@ -165,10 +203,41 @@ private:
             json_builder_begin_object(json());
             add_text("name", property);
             add_text("type", type);
+            if (property == key) {
+                member("key");
+                json_builder_add_boolean_value(json(), TRUE);
+            }
             json_builder_end_object(json());
         }
         json_builder_end_array(json());
+        if (!methods.empty()) add_methods(methods);
         json_builder_end_object(json());
+    }
+
+    void add_types(const char* direction, const std::string& type) {
+        begin_list(direction);
+        json_builder_add_string_value(json(), type.c_str());
+        json_builder_end_array(json());
+    }
+
+    void add_methods(const std::vector<Method>& methods) {
+        begin_list("methods");
+        for (const Method& method : methods) {
+            json_builder_begin_object(json());
+            add_text("name", method.name);
+            add_types("input", method.input);
+            add_types("output", "b");
+            member("constants");
+            json_builder_begin_object(json());
+            member(method.constant.c_str());
+            json_builder_begin_object(json());
+            add_text("type", "u");
+            add_count("value", method.value);
+            json_builder_end_object(json());
+            json_builder_end_object(json());
+            json_builder_end_object(json());
+        }
+        json_builder_end_array(json());
     }
 
     void begin_object(const std::string& name, const std::string& class_name, const char* kind) {
@@ -269,6 +338,18 @@ private:
         end_object();
         const Sensor* memory = formula_source(sensors);
         if (memory != nullptr) add_formula(memory->name);
+        add_port(fixed_port, 0);
+    }
+
+    void add_port(const char* name, unsigned number) {
+        begin_object(names_.take(name), port_class, "Logical");
+        add_count(number_property, number);
+        member(label_property);
+        json_builder_begin_object(json());
+        add_text("value", port_labels[number]);
+        add_text("persist", "permanent");
+        json_builder_end_object(json());
+        end_object();
     }
 
     // The sensor with the inputs has a short name of its own, which it gets unchanged.
@@ -292,8 +373,10 @@ private:
 std::string make_profile(const std::vector<Sensor>& sensors, unsigned refresh_ms,
                          const std::string& setting_file) {
     Document document{refresh_ms};
-    document.add_classes(classes_of(sensors), !setting_file.empty());
+    const bool with_demo = !setting_file.empty();
+    document.add_classes(classes_of(sensors), with_demo ? formula_type(sensors) : "");
     document.add_objects(sensors, setting_file);
+    if (with_demo) document.add_board();
     return document.text();
 }
 

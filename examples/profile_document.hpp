@@ -12,7 +12,8 @@ namespace mox::examples {
 
 // Makes the text of a profile.
 // refresh_ms: period at which the owner reads the hardware anew. setting_file: absolute path of the
-// file behind the demonstration's writable value; empty leaves out that object and the formula.
+// file behind the demonstration's writable value; empty leaves out that object, the formula, the
+// ports and their board.
 std::string make_profile(const std::vector<Sensor>& sensors, unsigned refresh_ms,
                          const std::string& setting_file);
 

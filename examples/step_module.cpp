@@ -52,6 +52,15 @@ unsigned count_of(const VariantPtr& value, const char* property) {
 
 }  // namespace
 
+void expect(bool is_right, const std::string& fault) {
+    if (!is_right) throw WatchError(fault);
+}
+
+void expect_value(const char* what, unsigned seen, unsigned wanted) {
+    expect(seen == wanted,
+           std::string{what} + " is " + std::to_string(seen) + ", not " + std::to_string(wanted));
+}
+
 StepModule::StepModule(const std::string& run_dir, const char* name) {
     Failure failure;
     module_ =

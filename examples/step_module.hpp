@@ -12,6 +12,10 @@
 
 namespace mox::examples {
 
+// Throws WatchError with the fault unless what was seen is right.
+void expect(bool is_right, const std::string& fault);
+void expect_value(const char* what, unsigned seen, unsigned wanted);
+
 // Joins when it is made, and leaves at the end of its scope. There can be one in a process.
 class StepModule {
 public:
@@ -20,6 +24,8 @@ public:
     ~StepModule();
     StepModule(const StepModule&) = delete;
     StepModule& operator=(const StepModule&) = delete;
+
+    MoxHostModule* handle() const { return module_; }
 
     OBJ_HANDLE find(const char* object) const;
 

@@ -27,15 +27,6 @@ namespace {
 
 constexpr unsigned new_threshold = 95;
 
-void expect(bool is_right, const std::string& fault) {
-    if (!is_right) throw WatchError(fault);
-}
-
-void expect_value(const char* what, unsigned seen, unsigned wanted) {
-    expect(seen == wanted,
-           std::string{what} + " is " + std::to_string(seen) + ", not " + std::to_string(wanted));
-}
-
 void write_file(const std::string& path, unsigned value) {
     std::ofstream file{path, std::ios::trunc};
     file << value << "\n";

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Shows two processes sharing one object model of this machine: the owner (moxd) reads values from
 # /proc and /sys, a second process (watch_machine) sees them in the pool and receives the changes, a
-# third (value_steps) saves, forces and writes values and finds what it saved after a restart.
+# third (value_steps) saves, forces and writes values and finds what it saved after a restart, and a
+# fourth (model_tour) reads the schema and plugs and unplugs a board.
 #
 #   tools/demo.sh <build directory>
 #
@@ -12,8 +13,8 @@ set -euo pipefail
 readonly seconds=6       # how long changes are shown
 readonly watch_limit=18  # seconds until a watcher that hangs is ended
 readonly ready_limit=50  # tenths of a second until the owner must be ready, and gone at the end
-readonly step_limit=20   # seconds until a step that hangs is ended
-readonly programs=(moxd machine_profile watch_machine value_steps)
+readonly step_limit=30   # seconds until a step that hangs is ended
+readonly programs=(moxd machine_profile watch_machine value_steps model_tour)
 
 say() { printf 'demo: %s\n' "$*" >&2; }
 heading() { printf '\n== %s\n' "$*"; }
@@ -90,18 +91,20 @@ stop_owner() {
     check_delivery
 }
 
+# run_step <program> <step> [option...]
 run_step() {
-    local status=0
-    timeout --foreground "$step_limit" "$build/value_steps" --run-dir "$work/run" \
-        --setting-file "$setting_file" --step "$1" || status=$?
-    ((status != 124)) || fail "the step $1 did not end within $step_limit seconds"
-    ((status == 0)) || fail "the step $1 ended with exit status $status; it says why above"
+    local program=$1 step=$2 status=0
+    shift 2
+    timeout --foreground "$step_limit" "$build/$program" --run-dir "$work/run" --step "$step" "$@" ||
+        status=$?
+    ((status != 124)) || fail "the step $step did not end within $step_limit seconds"
+    ((status == 0)) || fail "the step $step ended with exit status $status; it says why above"
 }
 
-# Returns when the listener can miss nothing any more.
+# start_listener <program>: returns when the listener can miss nothing any more.
 start_listener() {
     : >"$work/listener.log"
-    "$build/value_steps" --run-dir "$work/run" --step listen >"$work/listener.log" 2>&1 &
+    "$build/$1" --run-dir "$work/run" --step listen >"$work/listener.log" 2>&1 &
     listener=$!
     local tenths
     for ((tenths = 0; tenths < ready_limit; ++tenths)); do
@@ -149,6 +152,9 @@ run_inside() {
     "$build/machine_profile" -o "$work/machine.json" --setting-file "$setting_file" ||
         fail "there is no profile to load"
     printf '  %s lines of JSON\n' "$(wc -l <"$work/machine.json")"
+    local verdict
+    verdict=$("$build/moxd" --check "$work/machine.json" 2>&1) || fail "moxd --check says: $verdict"
+    printf '  moxd --check says: %s\n' "${verdict#"$work/"}"
 
     heading "2. moxd, the owner, makes the shared pool and builds the objects of the profile in it"
     start_owner
@@ -163,17 +169,22 @@ run_inside() {
     ((status == 0)) || fail "watch_machine ended with exit status $status; it says why above"
 
     heading "4. value_steps, a third process, saves, forces, computes and writes to a file"
-    start_listener
-    run_step change
+    start_listener value_steps
+    run_step value_steps change --setting-file "$setting_file"
     finish_listener
 
-    heading "5. moxd is stopped and started again"
+    heading "5. model_tour, another process, reads the schema and plugs and unplugs a board"
+    start_listener model_tour
+    run_step model_tour tour
+    finish_listener
+
+    heading "6. moxd is stopped and started again"
     stop_owner
     start_owner
     printf '  moxd is process %s\n' "$owner"
-    run_step after-restart
+    run_step value_steps after-restart
 
-    heading "6. moxd is told to stop"
+    heading "7. moxd is told to stop"
     stop_owner
     check_nothing_left
     printf '  it stopped cleanly; no segment, queue or semaphore is left\n\n'
