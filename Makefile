@@ -35,6 +35,7 @@ check: ## formatting, include directions, exported names, clang-tidy
 
 coverage: ## which lines and branches of src/ the tests reach; fails under the limits
 	@tools/setup.sh coverage
+	@[[ ! -d build/coverage ]] || find build/coverage -name '*.gcda' -delete
 	@tools/build.sh coverage core_tests
 	@tools/coverage.sh build/coverage
 
