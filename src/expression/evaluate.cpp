@@ -31,24 +31,19 @@ using ParserPtr = std::unique_ptr<std::remove_pointer_t<muParserHandle_t>, Relea
 
 thread_local mox::Complaints g_complaints;
 
-// The three lines about a wrong formula.
-void complain_of_formula(const std::string& formula, const std::string& message,
-                         const std::string& token) {
-    mox::complain("wrong format in formula string: " + formula + '\n');
-    mox::complain("Message:  " + message + '\n');
-    mox::complain("Token:    " + token + '\n');
-}
-
-// The library hands out each of the three in the same buffer.
+// The three lines about a wrong formula. The library hands out each text in the same buffer.
 void complain_of_parsed_formula(muParserHandle_t parser) {
-    const std::string formula = mupGetExpr(parser);
-    const std::string message = mupGetErrorMsg(parser);
-    complain_of_formula(formula, message, mupGetErrorToken(parser));
+    const auto add = [](gchar* line) { mox::complain(mox::CharPtr(line).get()); };
+    add(g_strdup_printf("wrong format in formula string: %s\n", mupGetExpr(parser)));
+    add(g_strdup_printf("Message:  %s\n", mupGetErrorMsg(parser)));
+    add(g_strdup_printf("Token:    %s\n", mupGetErrorToken(parser)));
 }
 
 void complain_of_length(const gchar* formula) {
-    complain_of_formula(std::string(formula, strnlen(formula, PUB_NAME_LENGTH)),
-                        "the formula is longer than 1930 characters", "");
+    mox::complain("wrong format in formula string: " +
+                  std::string(formula, strnlen(formula, PUB_NAME_LENGTH)) + '\n');
+    mox::complain("Message:  the formula is longer than 1930 characters\n");
+    mox::complain("Token:    \n");
 }
 
 // They bind as multiplication does, and are never computed ahead: a remainder by zero is told of
