@@ -52,9 +52,14 @@ std::string rebuild_collections(const std::set<std::string>& class_names, NewObj
     for (const std::string& name : class_names) {
         CLS_HANDLE const handle = cls_get_class(name.c_str());
         cls_create_collection(name.c_str(), handle, notify);
-        if (cause.empty() && !is_up_to_date(handle)) {
+        if (is_up_to_date(handle)) {
+            continue;
+        }
+        cls_set_state(handle, CLASS_OBJECT_DELETED);  // the next rebuild tries again
+        if (cause.empty()) {
             cause = "the pool has no room for the collection of class \"" + name +
-                    "\"; set " SHM_SIZE_VARIABLE " to a larger number of MiB, up to 32";
+                    "\", or there is no semaphore for it; set " SHM_SIZE_VARIABLE
+                    " to a larger number of MiB, up to 32, or see kernel.shmmni and kernel.shmall";
         }
     }
     return cause;

@@ -6,8 +6,8 @@
 
 namespace mox::host {
 
-// Drops the copies of a position's objects. A copy that another thread holds goes when that thread
-// lets it go; one that was made again meanwhile is fetched anew when it is looked up.
+// Drops the copies of a position's objects, when one of them is of an object that was removed. A
+// copy that another thread holds goes when that thread lets it go.
 void drop_copies(guint32 position);
 
 // The same, and tells the owner, which then frees what nobody has a copy of. Does not wait.

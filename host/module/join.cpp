@@ -121,7 +121,7 @@ MoxHostModule* make_module(const gchar* name, MOX_MODULE_TYPE type, const Grant&
     lom_set_bitmap_id(grant.bitmap_id);
     lom_set_module_type(type);
     ipc_msg_set_port(grant.queue_id);
-    install_object_hooks(grant.pool_bytes);
+    install_object_hooks(grant.pool_bytes, grant.bitmap_id);
     install_store_hooks();
     module->inbox = std::make_unique<Inbox>(grant.queue_id);
     return module.release();
@@ -184,6 +184,11 @@ void moxhost_leave(MoxHostModule* module) {
     module->inbox.reset();
     remove_store_hooks();
     remove_object_hooks();
+    // An owner that noticed the lost connection has cleared this module's bits already, and may
+    // have given them to another one.
+    if (owner_link().is_lost()) {
+        lom_set_bitmap_id(0);
+    }
     // What they lead to may be freed from now on.
     drop_all_copies();
     // Without an answer the owner notices the closed connection, or is gone itself.

@@ -18,6 +18,7 @@ namespace mox::host {
 namespace {
 
 std::atomic<guint64> mapped_bytes{0};
+std::atomic<gint32> bitmap_id{0};
 
 struct Answer {
     gint32 status;
@@ -74,6 +75,10 @@ OBJECT_HEAD_S* copy_object(const gchar* object_name, gsize size) {
     if (!is_plausible(*record)) {
         pub_debug_print(MX_DBG_ERR, "record of %s does not lie in the pool: dropped.\n",
                         object_name);
+        // The owner has set this module's bit; there will be no copy whose end clears it.
+        if (is_in_pool(record->ref_bitmap, LOM_REF_BITMAP_WORDS * sizeof(guint32))) {
+            lom_clear_reference_bitmap(record->ref_bitmap, bitmap_id.load());
+        }
         g_free(record);
         return nullptr;
     }
@@ -117,8 +122,9 @@ gint32 remote_set(const gchar* object_name, const gchar* property_name, GVariant
 
 }  // namespace
 
-void install_object_hooks(guint64 pool_bytes) {
+void install_object_hooks(guint64 pool_bytes, gint32 module_id) {
     mapped_bytes.store(pool_bytes, std::memory_order_relaxed);
+    bitmap_id.store(module_id, std::memory_order_relaxed);
     lom_set_copy_func(copy_object);
     lom_set_remote_get_property_func(remote_get);
     lom_set_modify_func(remote_set);

@@ -207,6 +207,11 @@ void OwnerLink::tell(const char* method, GVariant* arguments) {
     }
 }
 
+bool OwnerLink::is_lost() {
+    const ConnectionPtr connection(take_connection());
+    return !connection || g_dbus_connection_is_closed(connection.get()) != FALSE;
+}
+
 GDBusConnection* OwnerLink::take_connection() {
     const std::lock_guard lock(mutex_);
     return connection_ == nullptr ? nullptr

@@ -42,6 +42,9 @@ public:
     // without a connection.
     void tell(const char* method, GVariant* arguments);
 
+    // Whether the connection has broken, or there is none.
+    bool is_lost();
+
 private:
     static void on_closed(GDBusConnection* connection, gboolean by_peer, GError* error,
                           gpointer self);

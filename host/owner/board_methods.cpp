@@ -21,7 +21,9 @@ const BoardDef& BoardMethods::board_at(GVariant* arguments) const {
     const std::string name = string_at(arguments, 0);
     const BoardDef* const board = model_.find_board(name);
     if (board == nullptr) {
-        refuse(wire::error_not_found, "there is no board \"" + name + "\" in the profile");
+        refuse(wire::error_not_found,
+               "there is no board \"" + name +
+                   "\" in the profile; moxhost_list_boards names those that it has");
     }
     return *board;
 }
@@ -29,7 +31,8 @@ const BoardDef& BoardMethods::board_at(GVariant* arguments) const {
 GVariant* BoardMethods::plug(GVariant* arguments) const {
     const BoardDef& board = board_at(arguments);
     if (model_.is_plugged(board)) {
-        refuse(wire::error_state, "board \"" + board.name + "\" is plugged already");
+        refuse(wire::error_state,
+               "board \"" + board.name + "\" is plugged already; unplug it first");
     }
     const std::string cause = plug_.plug(board);
     if (!cause.empty()) {
@@ -41,7 +44,7 @@ GVariant* BoardMethods::plug(GVariant* arguments) const {
 GVariant* BoardMethods::unplug(GVariant* arguments) const {
     const BoardDef& board = board_at(arguments);
     if (!model_.is_plugged(board)) {
-        refuse(wire::error_state, "board \"" + board.name + "\" is not plugged");
+        refuse(wire::error_state, "board \"" + board.name + "\" is not plugged; plug it first");
     }
     GVariantBuilder unsaved;
     g_variant_builder_init(&unsaved, G_VARIANT_TYPE_STRING_ARRAY);

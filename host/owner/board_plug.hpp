@@ -30,7 +30,8 @@ public:
     std::string plug(const BoardDef& board);
 
     // Takes a board's objects out of the model, tells listeners and modules, and frees what nobody
-    // has a copy of; never waits for a module. board: plugged. Returns the properties that were not
+    // has a copy of; waits for no module but one that holds the lock of a collection, or of an
+    // object whose lock the board shares. board: plugged. Returns the properties that were not
     // marked as saved, as "OBJECT.PROPERTY", sorted.
     std::vector<std::string> unplug(const BoardDef& board);
 

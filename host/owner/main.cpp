@@ -91,6 +91,10 @@ bool check_options(const Options& options) {
         std::fprintf(stderr, "moxd: --name must have 1 to 31 bytes\n");
         return false;
     }
+    if (options.profile && options.check) {
+        std::fprintf(stderr, "moxd: give --profile to serve or --check to look, not both\n");
+        return false;
+    }
     if (!options.profile && !options.check && options.wants_version == FALSE) {
         std::fprintf(stderr, "moxd: --profile FILE is missing; see moxd --help\n");
         return false;

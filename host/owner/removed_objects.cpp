@@ -9,10 +9,12 @@
 #include <algorithm>
 #include <atomic>
 
+#include "wire/interface.hpp"
+
 namespace mox::host {
 namespace {
 
-constexpr guint32 kept_here = 1U << 0U;  // in the first word; modules have ids from 1 on
+constexpr guint32 kept_here = wire::removed_mark;
 
 bool has_copies(guint32* bitmap) {
     guint32 bits = 0;

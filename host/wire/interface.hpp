@@ -40,6 +40,10 @@ inline constexpr const char* gone_type = "(u)";
 // Bytes of the largest value that a call carries, in either direction.
 inline constexpr guint32 max_remote_bytes = 65536;
 
+// In the first word of the reference bitmap of an object that the owner removed: no module has this
+// bit. It stays as long as any module has a copy of the object.
+inline constexpr guint32 removed_mark = 1U << 0U;
+
 // The one interface of the owner; valid for ever.
 GDBusInterfaceInfo* interface_info();
 

@@ -45,8 +45,8 @@ OBJ_HANDLE make_collection(const gchar* object_name, const CONST_TLV_S& count,
         return 0;
     }
     EmbryoPtr embryo(object);
-    if (!name_collection(*object, object_name)) {
-        return 0;
+    if (!name_collection(*object, object_name) || object->semid < 0) {
+        return 0;  // nobody could read it without its semaphore
     }
     lom_init_property(object, 0, "Count", &count, "rw");
     lom_init_property(object, 1, "List", &list, "rw");

@@ -88,6 +88,24 @@ TEST_F(BoardCopies, ThatAreOldDoNotDisturbABoardThatIsPluggedAgain) {
     EXPECT_TRUE(is_all_back()) << pool_used(module_.get()) << " bytes, not " << without_;
 }
 
+TEST_F(BoardCopies, ThatWereMadeAnewOutliveTheLateWordOfTheRemoval) {
+    ASSERT_NO_FATAL_FAILURE(hold(Kind::lively));
+    ASSERT_EQ(value_of("Fan1", "Speed"), "5");
+    ASSERT_EQ(unplug(module_.get(), "fans"), "");
+    ASSERT_EQ(plug(module_.get(), "fans"), "");
+    const OBJ_HANDLE fan = lom_get_object_handle("Fan1");
+    ASSERT_NE(fan, 0);
+    // The owner's word of the removal has waited in the main context since.
+    ASSERT_TRUE(moxhost_refresh(module_.get(), nullptr));
+    for (int turn = 0; turn < 100; ++turn) {
+        g_main_context_iteration(nullptr, FALSE);
+        g_usleep(1000);
+    }
+    GVariant* value = nullptr;
+    ASSERT_EQ(lom_get_property_value(fan, "Label", FALSE, &value, FALSE), 0);
+    g_variant_unref(value);
+}
+
 TEST_F(BoardCopies, OfSeveralModulesAreFreedWithTheLast) {
     hold(Kind::silent);
     Companion* const first = companion_.get();

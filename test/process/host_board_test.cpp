@@ -298,6 +298,29 @@ TEST_F(BoardNotices, OfARemovalFindNothingAnyMore) {
     EXPECT_FALSE(log_->has_found());
 }
 
+// The owner's word of the removal comes by another way: it stays unread here.
+TEST_F(BoardNotices, OfARemovalDropTheCopiesByThemselves) {
+    ASSERT_NE(lom_get_object_handle("Fan1"), 0);
+    log_.reset();
+    GMainContext* const own = g_main_context_new();
+    g_main_context_push_thread_default(own);
+    {
+        const NoticeLog log(module_.get());
+        RawPeer peer(owner_);
+        ASSERT_NE(peer.join("guest").rfind("error", 0), 0U);
+        ASSERT_EQ(peer.call("UnplugBoard", g_variant_new("(s)", "fans")).rfind("(7, [", 0), 0U);
+        EXPECT_TRUE(eventually([&] {
+            while (g_main_context_iteration(own, FALSE) != FALSE) {
+            }
+            return !log.notices().empty();
+        }));
+        EXPECT_EQ(log.notices(), Names{"-7"});
+        EXPECT_FALSE(log.has_found());
+    }
+    g_main_context_pop_thread_default(own);
+    g_main_context_unref(own);
+}
+
 // How many messages wait in the queue of a peer that joined with this answer.
 msgqnum_t messages_of(const std::string& answer) {
     msqid_ds status = {};

@@ -160,7 +160,10 @@ MOXHOST_API gboolean moxhost_plug_board(MoxHostModule* module, const gchar* boar
  * board_name: not null. unsaved: nullable; receives the properties that were not marked as saved,
  * as "OBJECT.PROPERTY", sorted, null-terminated, freed with g_strfreev. Any joined module may call.
  * Returns FALSE with error set: MOXHOST_ERROR_NOT_FOUND for an unknown board, MOXHOST_ERROR_STATE
- * for one that is not plugged; nothing has changed then. */
+ * for one that is not plugged; nothing has changed then. MOXHOST_ERROR_TIMEOUT leaves open whether
+ * it was unplugged: ask moxhost_board_state; the names are in the owner's log at level 3 then, and
+ * this module's copies go when it runs its main context. Handles of a board's objects are to be
+ * looked up anew after each plug. */
 MOXHOST_API gboolean moxhost_unplug_board(MoxHostModule* module, const gchar* board_name,
                                           gchar*** unsaved, GError** error);
 

@@ -200,6 +200,15 @@ TEST_F(Collection, IsNotMadeWhenThePoolHasNoRoom) {
     EXPECT_EQ(failing, 7U) << "bitmap, names, properties, two names and the list";
 }
 
+TEST_F(Collection, IsNotMadeWithoutASemaphore) {
+    const gsize blocks = space::live_blocks();
+    osal::fail_create(1);
+    EXPECT_EQ(collect("Fan", {"Fan1"}), 0);
+    EXPECT_EQ(record_of("Fan:C"), nullptr);
+    EXPECT_EQ(space::live_blocks(), blocks);
+    EXPECT_NE(collect("Fan", {"Fan1"}), 0);
+}
+
 TEST_F(Collection, OfALongClassNameIsNotMadeWhenThePoolHasNoRoomForTheWholeName) {
     EXPECT_FALSE(is_made_without_room_at(5, std::string(32, 'a')));
 }
