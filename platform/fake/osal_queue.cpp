@@ -142,3 +142,17 @@ gint32 osal_process_queue_delete(gint32 queue_id) {
     drop_queue(s, queue_id);
     return OSAL_OK;
 }
+
+gint32 osal_process_queue_state(gint32 queue_id, OSAL_QUEUE_STATE_S* result) {
+    if (result == nullptr) return OSAL_ERR_ARGUMENT;
+    State& s = state();
+    const std::lock_guard lock{s.mutex};
+    if (!exists(s, queue_id)) return OSAL_ERR_BAD_ID;
+    *result = {};
+    for (const std::vector<guint8>& message : s.queues[queue_id]) {
+        ++result->messages;
+        result->bytes += message.size() - sizeof(gint32);
+    }
+    result->limit = G_MAXUINT64;
+    return OSAL_OK;
+}

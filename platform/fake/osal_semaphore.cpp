@@ -1,6 +1,8 @@
 // Fake semaphores: a holder per (set, member), under one mutex and one condition for all.
 #include "osal_state.hpp"
 
+#include <unistd.h>
+
 #include <algorithm>
 
 namespace mox::fake::osal {
@@ -128,13 +130,18 @@ gint32 osal_process_sem_p(gint32 semid, gint32 member) {
     if (semaphore->take_code != OSAL_OK) return semaphore->take_code;
     const auto self = std::this_thread::get_id();
     if (semaphore->holder == self) return OSAL_ERR_HELD;
+    const gint32 thread = gettid();
+    semaphore->waiters.push_back(thread);
     // Looked up again after each wait: the semaphore may be gone by then.
     s.changed.wait(lock, [&] {
         semaphore = find(s, semid, member);
         return semaphore == nullptr || semaphore->holder == std::thread::id{};
     });
     if (semaphore == nullptr) return OSAL_ERR_BAD_ID;
+    auto& waiters = semaphore->waiters;
+    waiters.erase(std::find(waiters.begin(), waiters.end(), thread));
     semaphore->holder = self;
+    semaphore->holder_thread = thread;
     ++semaphore->takes;
     return OSAL_OK;
 }
@@ -146,8 +153,24 @@ gint32 osal_process_sem_v(gint32 semid, gint32 member) {
     if (semaphore == nullptr) return OSAL_ERR_BAD_ID;
     if (semaphore->holder != std::this_thread::get_id()) return OSAL_ERR_NOT_HELD;
     semaphore->holder = {};
+    semaphore->holder_thread = 0;
     ++semaphore->releases;
     s.changed.notify_all();
+    return OSAL_OK;
+}
+
+gint32 osal_process_sem_state(gint32 semid, gint32 member, OSAL_SEM_STATE_S* result) {
+    if (result == nullptr) return OSAL_ERR_ARGUMENT;
+    State& s = state();
+    const std::lock_guard lock{s.mutex};
+    const SemState* const semaphore = find(s, semid, member);
+    if (semaphore == nullptr) return OSAL_ERR_BAD_ID;
+    *result = {};
+    result->holder = semaphore->holder_thread;
+    for (const gint32 thread : semaphore->waiters) {
+        if (result->waiter_count == OSAL_SEM_WAITERS) break;
+        result->waiters[result->waiter_count++] = thread;
+    }
     return OSAL_OK;
 }
 

@@ -65,6 +65,12 @@ gint32 osal_process_remove_stale(gint32* removed) {
     return OSAL_OK;
 }
 
+gint32 osal_process_find_stale(gint32* found) {
+    if (found == nullptr) return OSAL_ERR_ARGUMENT;
+    *found = 0;
+    return OSAL_OK;
+}
+
 gint32 osal_process_release_all(void) {
     State& s = state();
     const std::lock_guard lock{s.mutex};

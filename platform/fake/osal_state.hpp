@@ -11,13 +11,16 @@
 #include <set>
 #include <thread>
 #include <utility>
+#include <vector>
 
 namespace mox::fake::osal {
 
 using SemKey = std::pair<gint32, gint32>;  // semid, member
 
 struct SemState {
-    std::thread::id holder;  // no thread when free
+    std::thread::id holder;    // no thread when free
+    gint32 holder_thread = 0;  // its number, as the system gives it
+    std::vector<gint32> waiters;
     gsize takes = 0;
     gsize releases = 0;
     gint32 take_code = OSAL_OK;

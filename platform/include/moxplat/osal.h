@@ -35,6 +35,24 @@ typedef enum {
 /* Largest message of osal_process_queue_send in bytes, its 4-byte message type included. */
 #define OSAL_QUEUE_MESSAGE_MAX 8268
 
+/* Waiting threads that a semaphore can name. */
+#define OSAL_SEM_WAITERS 4
+
+/* How a semaphore stands. Threads are told by their thread ids. */
+typedef struct tag_osal_sem_state {
+    gint32 holder;                    /* 0 when nobody holds it */
+    gboolean holder_is_dead;          /* the next taker gets it */
+    guint32 waiter_count;             /* entries of waiters that are used */
+    gint32 waiters[OSAL_SEM_WAITERS]; /* some of those that wait */
+} OSAL_SEM_STATE_S;
+
+/* How a queue stands. */
+typedef struct tag_osal_queue_state {
+    guint64 messages; /* that wait in it */
+    guint64 bytes;    /* of these, without their 4-byte message types */
+    guint64 limit;    /* bytes that it holds at most */
+} OSAL_QUEUE_STATE_S;
+
 /*
  * Takes a semaphore, waiting while another thread or process holds it.
  * semid: set id; member: slot in the set, 0 or more; both as the create call gave them. A slot
@@ -138,6 +156,33 @@ MOXPLAT_API gint32 osal_process_queue_delete(gint32 queue_id);
  * Locks: none. A starting owner, before it makes anything.
  */
 MOXPLAT_API gint32 osal_process_remove_stale(gint32* removed);
+
+/*
+ * Counts what osal_process_remove_stale would remove, and removes nothing.
+ * found: output, not null.
+ * Returns OSAL_OK; OSAL_ERR_ARGUMENT.
+ * Locks: none. Any process.
+ */
+MOXPLAT_API gint32 osal_process_find_stale(gint32* found);
+
+/*
+ * Tells who holds a semaphore and who waits for it, as it was a moment ago.
+ * semid, member: as for osal_process_sem_p; state: output, not null, set on success only. A holder
+ * that died is told until the next take. A thread that waits while OSAL_SEM_WAITERS others do may
+ * be left out.
+ * Returns OSAL_OK; OSAL_ERR_ARGUMENT; OSAL_ERR_BAD_ID and OSAL_ERR_LIMIT as osal_process_sem_p.
+ * Locks: takes none, never waits. Any process.
+ */
+MOXPLAT_API gint32 osal_process_sem_state(gint32 semid, gint32 member, OSAL_SEM_STATE_S* state);
+
+/*
+ * Tells how many messages wait in a queue.
+ * queue_id: queue; state: output, not null, set on success only.
+ * Returns OSAL_OK; OSAL_ERR_ARGUMENT; OSAL_ERR_BAD_ID for an unknown or removed queue;
+ * OSAL_ERR_SYSTEM.
+ * Locks: none. Any process.
+ */
+MOXPLAT_API gint32 osal_process_queue_state(gint32 queue_id, OSAL_QUEUE_STATE_S* state);
 
 /*
  * Removes every semaphore set and queue that this process made: the clean stop of an owner. Takes

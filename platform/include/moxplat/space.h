@@ -27,7 +27,7 @@ typedef struct tag_shm_malloc_info {
     guint32 fsmblks;
     guint32 uordblks; /* bytes used, the allocator's own included */
     guint32 fordblks; /* bytes free */
-    guint32 keepcost;
+    guint32 keepcost; /* bytes of the largest block that could be had now */
 } shm_malloc_info;
 
 /*

@@ -10,6 +10,7 @@
 #define MOXPLAT_LINUX_OSAL_SEM_SET_HPP
 
 #include <glib.h>
+#include <moxplat/osal.h>
 #include <pthread.h>
 #include <sys/types.h>
 #include <atomic>
@@ -44,6 +45,8 @@ struct alignas(cache_line) SetHead {
 struct alignas(cache_line) Slot {
     pthread_mutex_t mutex;
     std::atomic<gint32> holder;  // thread id of the holder; of a dead one until the next take
+    // Thread ids of some that wait, 0 for a free entry; dead ones until the entry is needed.
+    std::atomic<gint32> waiters[OSAL_SEM_WAITERS];
 };
 
 struct SemSet {

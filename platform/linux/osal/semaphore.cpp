@@ -9,6 +9,7 @@
 
 #include "sem_table.hpp"
 #include "thread_id.hpp"
+#include "waiters.hpp"
 
 #include <moxplat/osal.h>
 #include <cerrno>
@@ -43,6 +44,12 @@ bool is_closed(const SemSet& set) {
     return set.head.closed.load(std::memory_order_acquire) != 0;
 }
 
+// The result of the lock that the caller got in the end, or did not get.
+int wait_for(Slot* slot) {
+    const WaiterNote note{*slot};
+    return pthread_mutex_lock(&slot->mutex);
+}
+
 gint32 release(Slot* slot) {
     slot->holder.store(0, std::memory_order_relaxed);
     return pthread_mutex_unlock(&slot->mutex) == 0 ? OSAL_OK : OSAL_ERR_NOT_HELD;
@@ -62,7 +69,9 @@ gint32 osal_process_sem_p(gint32 semid, gint32 member) {
         if (result != OSAL_OK) return result;
     }
     Slot* const slot = &set->slots[member];
-    if (const int error = pthread_mutex_lock(&slot->mutex); error != 0) [[unlikely]] {
+    int error = pthread_mutex_trylock(&slot->mutex);
+    if (error == EBUSY) error = wait_for(slot);
+    if (error != 0) [[unlikely]] {
         const gint32 result = settle_failed_lock(error, semid, member, slot);
         if (result != OSAL_OK) return result;
     }

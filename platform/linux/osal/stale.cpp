@@ -22,7 +22,8 @@ struct Sweep {
     std::vector<std::pair<key_t, gint32>>
         queues;  // claim number and id of every queue in the layer's range
     guint32 live_claims[queue_keys / 32];
-    gint32 removed;
+    bool only_counts;  // nothing is removed
+    gint32 found;      // and removed
     bool refused;
 };
 
@@ -39,9 +40,17 @@ bool owner_is_alive(const SetHead& head) {
     return process_is_alive(head.owner_pid, start);
 }
 
-void note_removal(Sweep& sweep, bool done, const char* what, gint32 id) {
-    if (done) {
-        ++sweep.removed;
+bool remove_segment(gint32 id) {
+    return shmctl(id, IPC_RMID, nullptr) == 0;
+}
+
+bool remove_message_queue(gint32 id) {
+    return msgctl(id, IPC_RMID, nullptr) == 0;
+}
+
+void settle_leftover(Sweep& sweep, bool (*remove)(gint32), const char* what, gint32 id) {
+    if (sweep.only_counts || remove(id)) {
+        ++sweep.found;
         return;
     }
     if (errno == EINVAL || errno == EIDRM)  // somebody else was faster
@@ -60,8 +69,8 @@ void judge_set(Sweep& sweep, gint32 semid, SetHead& head, pid_t maker) {
             sweep.live_claims[word] |= head.queue_claims[word].load();
         return;
     }
-    head.closed.store(1, std::memory_order_release);
-    note_removal(sweep, shmctl(semid, IPC_RMID, nullptr) == 0, "semaphore set", semid);
+    if (!sweep.only_counts) head.closed.store(1, std::memory_order_release);
+    settle_leftover(sweep, remove_segment, "semaphore set", semid);
 }
 
 void visit_set(Sweep& sweep, key_t key) {
@@ -77,14 +86,20 @@ void visit_set(Sweep& sweep, key_t key) {
     shmdt(mapped);
 }
 
-void remove_unclaimed_queues(Sweep& sweep) {
+void settle_unclaimed_queues(Sweep& sweep) {
     for (const auto& [claim, id] : sweep.queues) {
         msqid_ds queue = {};
         const bool claimed = (sweep.live_claims[claim / 32] & (1U << (claim % 32))) != 0;
         // Another user's queue cannot be looked at; it is that user's to judge.
         if (!claimed && msgctl(id, IPC_STAT, &queue) == 0)
-            note_removal(sweep, msgctl(id, IPC_RMID, nullptr) == 0, "queue", id);
+            settle_leftover(sweep, remove_message_queue, "queue", id);
     }
+}
+
+void look_everywhere(Sweep& sweep) {
+    list_queues(sweep);
+    for (key_t key = first_set_key; key < first_set_key + set_keys; ++key) visit_set(sweep, key);
+    settle_unclaimed_queues(sweep);
 }
 
 }  // namespace
@@ -95,9 +110,16 @@ using namespace mox::osal;
 
 gint32 osal_process_remove_stale(gint32* removed) {
     Sweep sweep = {};
-    list_queues(sweep);
-    for (key_t key = first_set_key; key < first_set_key + set_keys; ++key) visit_set(sweep, key);
-    remove_unclaimed_queues(sweep);
-    if (removed != nullptr) *removed = sweep.removed;
+    look_everywhere(sweep);
+    if (removed != nullptr) *removed = sweep.found;
     return sweep.refused ? OSAL_ERR_SYSTEM : OSAL_OK;
+}
+
+gint32 osal_process_find_stale(gint32* found) {
+    if (found == nullptr) return OSAL_ERR_ARGUMENT;
+    Sweep sweep = {};
+    sweep.only_counts = true;
+    look_everywhere(sweep);
+    *found = sweep.found;
+    return OSAL_OK;
 }

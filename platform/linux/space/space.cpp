@@ -60,6 +60,7 @@ public:
         result.ordblks = live_blocks_;
         result.uordblks = total - available;
         result.fordblks = available;
+        result.keepcost = static_cast<guint32>(largest_block(available));
         return result;
     }
 
@@ -68,6 +69,20 @@ public:
 private:
     std::unique_lock<std::mutex> hold() {
         return locked_ ? std::unique_lock{mutex_} : std::unique_lock<std::mutex>{};
+    }
+
+    // The allocator does not tell, so it is asked for blocks, by halves; each is given back at once,
+    // which leaves the tree as it was. available: bytes, not less than the answer.
+    gsize largest_block(gsize available) {
+        gsize fits = 0;
+        gsize beyond = available + 1;
+        while (beyond - fits > 1) {
+            const gsize size = fits + (beyond - fits) / 2;
+            gpointer const block = blocks_->allocate(size);
+            if (block != nullptr) blocks_->deallocate(block);
+            (block != nullptr ? fits : beyond) = size;
+        }
+        return fits;
     }
 
     gsize unit_of(gconstpointer block) const {

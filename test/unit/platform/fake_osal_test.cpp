@@ -1,6 +1,7 @@
 // The fake operating-system layer keeps the contract and does what the tests that use it ask of it.
 #include <gtest/gtest.h>
 #include <moxfake/osal.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <cstring>
@@ -214,6 +215,40 @@ TEST_F(FakeQueue, IsMadeAndDeleted) {
     EXPECT_EQ(osal_process_queue_delete(queue), OSAL_ERR_BAD_ID);
 }
 
+TEST_F(FakeSemaphore, TellsHowItStands) {
+    const fake::Semaphore one = make();
+    OSAL_SEM_STATE_S how = {};
+    ASSERT_EQ(osal_process_sem_state(one.semid, one.member, &how), OSAL_OK);
+    EXPECT_EQ(how.holder, 0);
+    ASSERT_EQ(take(one), OSAL_OK);
+    std::thread other{[&] {
+        EXPECT_EQ(take(one), OSAL_OK);
+        EXPECT_EQ(release(one), OSAL_OK);
+    }};
+    do {
+        ASSERT_EQ(osal_process_sem_state(one.semid, one.member, &how), OSAL_OK);
+    } while (how.waiter_count == 0);
+    EXPECT_EQ(how.holder, gettid());
+    EXPECT_NE(how.waiters[0], gettid());
+    EXPECT_EQ(release(one), OSAL_OK);
+    other.join();
+    ASSERT_EQ(osal_process_sem_state(one.semid, one.member, &how), OSAL_OK);
+    EXPECT_EQ(how.waiter_count, 0U);
+    EXPECT_EQ(osal_process_sem_state(one.semid, one.member, nullptr), OSAL_ERR_ARGUMENT);
+    EXPECT_EQ(osal_process_sem_state(-5, 0, &how), OSAL_ERR_BAD_ID);
+}
+
+TEST_F(FakeQueue, TellsHowItStands) {
+    OSAL_QUEUE_STATE_S how = {};
+    ASSERT_EQ(send(5), OSAL_OK);
+    ASSERT_EQ(send(5), OSAL_OK);
+    ASSERT_EQ(osal_process_queue_state(5, &how), OSAL_OK);
+    EXPECT_EQ(how.messages, 2U);
+    EXPECT_EQ(how.bytes, 0U);
+    EXPECT_EQ(osal_process_queue_state(5, nullptr), OSAL_ERR_ARGUMENT);
+    EXPECT_EQ(osal_process_queue_state(0, &how), OSAL_ERR_BAD_ID);
+}
+
 TEST_F(FakeTick, IsWhatATestSets) {
     EXPECT_EQ(osal_tick_get(), 0U);
     fake::set_tick(3723004);
@@ -222,6 +257,10 @@ TEST_F(FakeTick, IsWhatATestSets) {
 
 TEST_F(FakeOsal, CountsStopsAndSweeps) {
     const fake::Semaphore one = make();
+    gint32 found = -1;
+    EXPECT_EQ(osal_process_find_stale(&found), OSAL_OK);
+    EXPECT_EQ(found, 0);
+    EXPECT_EQ(osal_process_find_stale(nullptr), OSAL_ERR_ARGUMENT);
     EXPECT_EQ(osal_process_remove_stale(nullptr), OSAL_OK);
     EXPECT_EQ(osal_process_release_all(), OSAL_OK);
     EXPECT_EQ(fake::remove_stale_calls(), 1U);

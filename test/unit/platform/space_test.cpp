@@ -192,6 +192,27 @@ TEST_F(SpaceInfo, CountsABlockWithItsOverheadAndForgetsItWhenReleased) {
     EXPECT_EQ(used(), before);
 }
 
+TEST_F(SpaceInfo, NamesTheLargestBlockThatCanBeHad) {
+    // Holes of several sizes, the last free stretch being one of them.
+    std::vector<gchar*> blocks;
+    for (int i = 0; i < 40; ++i) blocks.push_back(allocate(static_cast<gsize>(100 + 10 * i)));
+    for (gsize i = 0; i < blocks.size(); i += 2) shm_space_free(space_, blocks[i]);
+    const shm_malloc_info before = shm_space_info(space_);
+    ASSERT_GT(before.keepcost, 0U);
+    EXPECT_EQ(allocate(gsize{before.keepcost} + 1), nullptr);
+    gchar* const block = allocate(before.keepcost);
+    ASSERT_NE(block, nullptr);
+    EXPECT_LT(shm_space_info(space_).keepcost, before.keepcost);
+    shm_space_free(space_, block);
+    EXPECT_EQ(shm_space_info(space_).keepcost, before.keepcost);
+    EXPECT_EQ(shm_space_info(space_).uordblks, before.uordblks);
+}
+
+TEST_F(SpaceInfo, HasNoLargestBlockInAFullSpace) {
+    exhaust(8);
+    EXPECT_EQ(shm_space_info(space_).keepcost, 0U);
+}
+
 TEST_F(SpaceInfo, IsAllZerosForANullHandle) {
     const shm_malloc_info info = shm_space_info(nullptr);
     EXPECT_EQ(info.usmblks, 0U);
