@@ -101,6 +101,15 @@ MOX_API gint32 ipc_msg_send(gint32 ipc_que_id, guint32 msg_type, gpointer buffer
  * Returns 0 or the first failing send's code. */
 MOX_API gint32 ipc_msg_batch(GSList* receiver_list, guint32 type, gsize size, gpointer data);
 
+/* Is told of a message that did not reach a receiver: its own send failed, or one before it in a
+ * batch did. ipc_que_id: the receiver's port. msg_type: MOX_MSG_TYPE. result: the failure's code.
+ * Called by the thread that sends, with the locks that its caller holds: it must not wait or send. */
+typedef void (*IpcMsgLostFunc)(gint32 ipc_que_id, guint32 msg_type, gint32 result);
+
+/* Installs the function that is told of lost messages, so that a host can count them by receiver.
+ * func: nullable (nobody is told). At start, before other threads send. */
+MOX_API void ipc_msg_set_lost_func(IpcMsgLostFunc func);
+
 /* Discards every message that waits in a queue. ipc_que_id: a negative one is ignored; a removed
  * one ends the work. */
 MOX_API void ipc_clear_queue(gint32 ipc_que_id);

@@ -30,21 +30,15 @@ constexpr gsize kDrainBuffer = 8272;
 constexpr gint32 kMessageKind = 1;
 constexpr guint32 kMessageVersion = 1;
 
-}  // namespace
+IpcMsgLostFunc lost_func = nullptr;
 
-void ipc_msg_set_port(gint32 port) {
-    mox::publish(g_myself_port, port);
+void tell_lost(gint32 ipc_que_id, guint32 msg_type, gint32 result) {
+    if (const IpcMsgLostFunc func = mox::read_published(lost_func)) {
+        func(ipc_que_id, msg_type, result);
+    }
 }
 
-gpointer ipc_msg_alloc(gsize size) {
-    return g_malloc0(sizeof(MOX_MSG_HEAD_S) + size + kMessageSpare);
-}
-
-void ipc_msg_free(gpointer msg) {
-    g_free(msg);
-}
-
-gint32 ipc_msg_send(gint32 ipc_que_id, guint32 msg_type, gpointer buffer, gsize size) {
+gint32 send_message(gint32 ipc_que_id, guint32 msg_type, gpointer buffer, gsize size) {
     if (size > IPC_MSG_MAX_PAYLOAD) {
         pub_debug_print(MX_DBG_ERR, "message size(%d) too big.\n", static_cast<gint>(size));
         return MOX_ERR_MESSAGE_TOO_BIG;
@@ -69,14 +63,43 @@ gint32 ipc_msg_send(gint32 ipc_que_id, guint32 msg_type, gpointer buffer, gsize 
     return osal_process_queue_send(ipc_que_id, buffer, size + sizeof(MOX_MSG_HEAD_S));
 }
 
+}  // namespace
+
+void ipc_msg_set_port(gint32 port) {
+    mox::publish(g_myself_port, port);
+}
+
+gpointer ipc_msg_alloc(gsize size) {
+    return g_malloc0(sizeof(MOX_MSG_HEAD_S) + size + kMessageSpare);
+}
+
+void ipc_msg_free(gpointer msg) {
+    g_free(msg);
+}
+
+gint32 ipc_msg_send(gint32 ipc_que_id, guint32 msg_type, gpointer buffer, gsize size) {
+    const gint32 result = send_message(ipc_que_id, msg_type, buffer, size);
+    if (result != MOX_OK) {
+        tell_lost(ipc_que_id, msg_type, result);
+    }
+    return result;
+}
+
 gint32 ipc_msg_batch(GSList* receiver_list, guint32 type, gsize size, gpointer data) {
     for (const GSList* item = receiver_list; item != nullptr; item = item->next) {
         const gint32 result = ipc_msg_send(GPOINTER_TO_INT(item->data), type, data, size);
         if (result != MOX_OK) {
+            for (item = item->next; item != nullptr; item = item->next) {
+                tell_lost(GPOINTER_TO_INT(item->data), type, result);
+            }
             return result;
         }
     }
     return MOX_OK;
+}
+
+void ipc_msg_set_lost_func(IpcMsgLostFunc func) {
+    mox::publish(lost_func, func);
 }
 
 void ipc_clear_queue(gint32 ipc_que_id) {
