@@ -34,6 +34,7 @@ struct Grant {
     guint64 class_base = 0;
     guint64 class_tree = 0;
     guint64 read_stamps = 0;
+    guint64 loss_table = 0;
     gint32 pool_id = 0;
     guint64 pool_bytes = 0;
 };
@@ -67,8 +68,8 @@ bool ask_to_join(const gchar* name, MOX_MODULE_TYPE type, Grant& grant, GError**
         return false;
     }
     g_variant_get(reply.get(), wire::join_reply, &grant.bitmap_id, &grant.queue_id,
-                  &grant.class_base, &grant.class_tree, &grant.read_stamps, &grant.pool_id,
-                  &grant.pool_bytes);
+                  &grant.class_base, &grant.class_tree, &grant.read_stamps, &grant.loss_table,
+                  &grant.pool_id, &grant.pool_bytes);
     return true;
 }
 
@@ -99,7 +100,8 @@ bool use_pool(const Grant& grant, GError** error) {
     const bool has_classes = grant.class_base != 0;
     if ((has_classes && !is_in_pool(grant.class_base, sizeof(SHARE_CLASS_DATA_S), grant)) ||
         !has_tree_in_pool(grant) ||
-        !is_in_pool(grant.read_stamps, sizeof(wire::ReadStampTable), grant)) {
+        !is_in_pool(grant.read_stamps, sizeof(wire::ReadStampTable), grant) ||
+        !is_in_pool(grant.loss_table, sizeof(wire::LossTable), grant)) {
         set_error(error, MOXHOST_ERROR_NO_POOL,
                   "the addresses that the owner gave do not lie in the pool");
         return false;
@@ -118,6 +120,8 @@ MoxHostModule* make_module(const gchar* name, MOX_MODULE_TYPE type, const Grant&
     module->info.share_class_base = at_address<void>(grant.class_base);
     g_strlcpy(module->info.module_name, name, sizeof module->info.module_name);
     module->read_stamps = at_address<wire::ReadStampTable>(grant.read_stamps);
+    module->losses = at_address<wire::LossTable>(grant.loss_table);
+    wire::count_losses_in(module->losses);
     lom_set_bitmap_id(grant.bitmap_id);
     lom_set_module_type(type);
     ipc_msg_set_port(grant.queue_id);
@@ -197,6 +201,7 @@ void moxhost_leave(MoxHostModule* module) {
     // A copy that is held here all the same must not clear the bit of a later module.
     lom_set_bitmap_id(0);
     ipc_msg_set_port(0);
+    wire::count_losses_in(nullptr);
     delete module;
     life.store(Life::left);
 }

@@ -6,6 +6,7 @@
 #include <moxplat/osal.h>
 #include <pub.h>
 
+#include "owner/lost_messages.hpp"
 #include "owner/sent_events.hpp"
 
 namespace mox::host {
@@ -50,7 +51,8 @@ std::variant<const JoinedModule*, std::string> ModuleRegistry::join(const std::s
         return std::string("the owner could not make a message queue (its log says why)");
     }
     std::optional<JoinedModule>& place = modules_[static_cast<std::size_t>(free_id)];
-    place = JoinedModule{name, type, pid, free_id, queue_id};
+    place = JoinedModule{name, type, pid, free_id, queue_id, g_get_real_time()};
+    count_lost_for(free_id, queue_id);
     pub_debug_print(MX_DBG_INSIGHT, "module %s joined: pid %d, bitmap id %d, queue %d.\n",
                     name.c_str(), pid, free_id, queue_id);
     return &*place;
@@ -64,6 +66,16 @@ const JoinedModule* ModuleRegistry::find(gint32 bitmap_id) const {
     return place ? &*place : nullptr;
 }
 
+std::vector<const JoinedModule*> ModuleRegistry::all() const {
+    std::vector<const JoinedModule*> result;
+    for (const std::optional<JoinedModule>& module : modules_) {
+        if (module) {
+            result.push_back(&*module);
+        }
+    }
+    return result;
+}
+
 void ModuleRegistry::leave(gint32 bitmap_id) {
     if (find(bitmap_id) == nullptr) {
         return;
@@ -73,6 +85,7 @@ void ModuleRegistry::leave(gint32 bitmap_id) {
     removed_.release(bitmap_id);
     removed_.reclaim();
     lists_.remove_port(place->queue_id);
+    end_count_for(bitmap_id);
     const gint32 result = osal_process_queue_delete(place->queue_id);
     if (result != OSAL_OK) {
         pub_debug_print(MX_DBG_ERR, "queue %d of module %s not deleted: %s (%d).\n",

@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <variant>
+#include <vector>
 
 #include "owner/listener_lists.hpp"
 #include "owner/removed_objects.hpp"
@@ -20,8 +21,10 @@ struct JoinedModule {
     gint32 pid = 0;
     gint32 bitmap_id = 0;
     gint32 queue_id = 0;
+    gint64 joined_us = 0;  // since 1970
 };
 
+inline constexpr gint32 owner_id = 0;
 inline constexpr gint32 lowest_bitmap_id = 1;
 inline constexpr gint32 highest_bitmap_id = 127;
 
@@ -38,6 +41,9 @@ public:
 
     // The module with the id; null for a number that is no joined module's.
     const JoinedModule* find(gint32 bitmap_id) const;
+
+    // The joined modules by id, valid until one joins or leaves.
+    std::vector<const JoinedModule*> all() const;
 
     // Undoes a join: the module's bits, its ports and its queue are gone afterwards, its name and
     // id free again, and what only it had copies of is freed. Unknown ids are ignored.

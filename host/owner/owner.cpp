@@ -10,6 +10,7 @@
 
 #include "model/collections.hpp"
 #include "model/model_build.hpp"
+#include "owner/lost_messages.hpp"
 #include "owner/read_stamps.hpp"
 #include "owner/start_error.hpp"
 #include "wire/interface.hpp"
@@ -85,8 +86,8 @@ Owner::Owner(Profile profile, const Directories& directories, const std::string&
       formulas_(model_),
       boards_(model_, removed_, name, saved(),
               {[this] { refresh(); }, [this](guint32 position) { tell_gone(position); }}),
-      methods_(model_, lists_, registry_, {pool_.id(), pool_.bytes()},
-               {[this] { refresh(); }, [this] { removed_.reclaim(); }}, boards_) {
+      methods_({model_, lists_, registry_, removed_, boards_}, name, {pool_.id(), pool_.bytes()},
+               {[this] { refresh(); }, [this] { removed_.reclaim(); }}) {
     start_model(name);
     transport_ = std::make_unique<TransportServer>(run_dir_.path(), methods_);
 }
@@ -111,6 +112,8 @@ void Owner::start_model(const std::string& name) {
         throw StartError{"no message queue can be made (see the log line above)"};
     }
     ipc_msg_set_port(port);
+    make_loss_table();
+    count_lost_for(owner_id, port);
     make_read_stamps(profile_);
     refresh();
 }

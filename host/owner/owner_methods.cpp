@@ -11,6 +11,7 @@
 
 #include "model/model_build.hpp"
 #include "owner/call_arguments.hpp"
+#include "owner/lost_messages.hpp"
 #include "owner/pool_segment.hpp"
 #include "owner/read_stamps.hpp"
 #include "owner/route_list.hpp"
@@ -41,14 +42,17 @@ void compare_builds(guint32 word_bits, const std::string& layout) {
 
 }  // namespace
 
-OwnerMethods::OwnerMethods(const ModelIndex& model, ListenerLists& lists, ModuleRegistry& registry,
-                           PoolIdentity pool, Actions actions, BoardPlug& boards)
-    : values_(model),
-      store_(model),
-      boards_(model, boards),
-      model_(model),
-      lists_(lists),
-      registry_(registry),
+OwnerMethods::OwnerMethods(const Parts& parts, const std::string& owner_name, PoolIdentity pool,
+                           Actions actions)
+    : values_(parts.model),
+      store_(parts.model),
+      boards_(parts.model, parts.boards),
+      operator_writes_(parts.model),
+      model_listing_(parts.model, parts.registry, owner_name),
+      resource_listing_(parts.model, parts.registry, parts.removed, model_listing_, owner_name),
+      model_(parts.model),
+      lists_(parts.lists),
+      registry_(parts.registry),
       pool_(pool),
       actions_(std::move(actions)) {}
 
@@ -83,6 +87,11 @@ GVariant* OwnerMethods::dispatch(Session& session, const std::string& method, GV
     if (GVariant* const reply = values_.answer(*session.module, method, arguments)) return reply;
     if (GVariant* const reply = store_.answer(*session.module, method, arguments)) return reply;
     if (GVariant* const reply = boards_.answer(method, arguments)) return reply;
+    if (GVariant* const reply = model_listing_.answer(method, arguments)) return reply;
+    if (GVariant* const reply = resource_listing_.answer(method, arguments)) return reply;
+    if (GVariant* const reply = operator_writes_.answer(*session.module, method, arguments)) {
+        return reply;
+    }
     if (method == "ListRoutes") return list_routes();
     if (method == "EventsSent") {
         return g_variant_new(wire::count_reply, events_sent(session.module->queue_id));
@@ -131,7 +140,7 @@ GVariant* OwnerMethods::join(Session& session, GVariant* arguments) {
     add_routes(*session.module, model_.profile().classes);
     return g_variant_new(wire::join_reply, session.module->bitmap_id, session.module->queue_id,
                          address(cls_get_share_base()), address(clt_get_class_tree_addr()),
-                         address(read_stamp_table()), pool_.id, pool_.bytes);
+                         address(read_stamp_table()), address(loss_table()), pool_.id, pool_.bytes);
 }
 
 GVariant* OwnerMethods::copy_object(const Session& session, GVariant* arguments) const {

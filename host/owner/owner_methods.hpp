@@ -10,7 +10,10 @@
 #include "model/model_index.hpp"
 #include "owner/board_methods.hpp"
 #include "owner/listener_lists.hpp"
+#include "owner/model_listing.hpp"
 #include "owner/module_registry.hpp"
+#include "owner/operator_writes.hpp"
+#include "owner/resource_listing.hpp"
 #include "owner/store_methods.hpp"
 #include "owner/value_methods.hpp"
 
@@ -34,9 +37,18 @@ public:
         std::function<void()> reclaim;  // frees removed objects that nobody has a copy of
     };
 
-    // The references outlive this object.
-    OwnerMethods(const ModelIndex& model, ListenerLists& lists, ModuleRegistry& registry,
-                 PoolIdentity pool, Actions actions, BoardPlug& boards);
+    // What the calls are about; all of it outlives this object.
+    struct Parts {
+        const ModelIndex& model;
+        ListenerLists& lists;
+        ModuleRegistry& registry;
+        const RemovedObjects& removed;
+        BoardPlug& boards;
+    };
+
+    // owner_name: its name as a module.
+    OwnerMethods(const Parts& parts, const std::string& owner_name, PoolIdentity pool,
+                 Actions actions);
 
     // Answers one call; takes the invocation over. arguments: of the method's signature.
     void answer(Session& session, const std::string& method, GVariant* arguments,
@@ -57,6 +69,9 @@ private:
     ValueMethods values_;
     StoreMethods store_;
     BoardMethods boards_;
+    OperatorWrites operator_writes_;
+    ModelListing model_listing_;
+    ResourceListing resource_listing_;
     const ModelIndex& model_;
     ListenerLists& lists_;
     ModuleRegistry& registry_;

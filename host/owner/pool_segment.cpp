@@ -1,13 +1,19 @@
 // The system notes who made a segment and when, but by process id: a creator that started after the
 // segment was made is another process under that id. Setting the clock can make the true owner look
 // younger, so one that has the segment mapped counts as alive, too.
+//
+// The allocator's handle is the object core's own. This program defines shm_creat_space in front of
+// the space library's: the dynamic linker gives a program's definition to every library that calls
+// the name, so the handle passes through here, and the call goes on unchanged.
 #include "owner/pool_segment.hpp"
 
+#include <dlfcn.h>
 #include <shmem.h>
 #include <sys/ipc.h>
 #include <sys/shm.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -23,6 +29,8 @@ namespace {
 
 // Both times are cut to whole seconds.
 constexpr std::int64_t rounding_s = 1;
+
+std::atomic<gpointer> pool_space{nullptr};
 
 struct Segment {
     int id;
@@ -101,28 +109,20 @@ OwnPool::~OwnPool() {
 }
 
 PoolUsage pool_usage() {
-    // The report is the one public view on the allocator's figures.
-    char* text = nullptr;
-    std::size_t length = 0;
-    FILE* const stream = open_memstream(&text, &length);
-    if (stream == nullptr) {
-        return {};
-    }
-    shm_dump(stream);
-    std::fclose(stream);
-    PoolUsage usage;
-    const std::string report = text;
-    std::free(text);
-    const auto number_behind = [&report](const char* label) -> std::uint32_t {
-        const std::size_t at = report.find(label);
-        return at == std::string::npos
-                   ? 0
-                   : static_cast<std::uint32_t>(std::strtol(
-                         report.c_str() + at + std::char_traits<char>::length(label), nullptr, 10));
-    };
-    usage.total = number_behind("total :");
-    usage.used = number_behind("used  :");
-    return usage;
+    const shm_malloc_info figures = pool_figures();
+    return {figures.usmblks, figures.uordblks};
+}
+
+shm_malloc_info pool_figures() {
+    return shm_space_info(pool_space.load());
 }
 
 }  // namespace mox::host
+
+gpointer shm_creat_space(gpointer base, gsize size, gint32 locked) {
+    using Create = decltype(&shm_creat_space);
+    static const auto layer = reinterpret_cast<Create>(dlsym(RTLD_NEXT, "shm_creat_space"));
+    gpointer const space = layer == nullptr ? nullptr : layer(base, size, locked);
+    mox::host::pool_space.store(space);
+    return space;
+}

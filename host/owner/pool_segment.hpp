@@ -3,6 +3,7 @@
 #ifndef MOXHOST_OWNER_POOL_SEGMENT_HPP
 #define MOXHOST_OWNER_POOL_SEGMENT_HPP
 
+#include <moxplat/space.h>
 #include <sys/types.h>
 
 #include <cstdint>
@@ -52,6 +53,9 @@ struct PoolUsage {
     std::uint32_t used = 0;
 };
 PoolUsage pool_usage();
+
+// The same allocator's own figures; zeros without a pool.
+shm_malloc_info pool_figures();
 
 }  // namespace mox::host
 

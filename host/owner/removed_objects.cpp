@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <atomic>
 
+#include "owner/object_record.hpp"
 #include "wire/interface.hpp"
 
 namespace mox::host {
@@ -28,25 +29,13 @@ bool has_any_copies(const std::vector<guint32*>& bitmaps) {
     return std::any_of(bitmaps.begin(), bitmaps.end(), has_copies);
 }
 
-// Null for an object that is not in the table.
-guint32* bitmap_of(const std::string& object) {
-    guint32 size = 0;
-    gpointer copy = nullptr;
-    // For no module, so no bit changes.
-    if (lom_copy_object(object.c_str(), &size, &copy, 0, FALSE) != MOX_OK) {
-        return nullptr;
-    }
-    guint32* const bitmap = static_cast<OBJECT_HEAD_S*>(copy)->ref_bitmap;
-    g_free(copy);
-    return bitmap;
-}
-
 }  // namespace
 
 void RemovedObjects::note(const std::vector<const ObjectDef*>& objects) {
     Bitmaps bitmaps;
     for (const ObjectDef* const object : objects) {
-        if (guint32* const bitmap = bitmap_of(object->name)) {
+        if (const RecordPtr record = record_of(object->name)) {
+            guint32* const bitmap = record->ref_bitmap;
             std::atomic_ref<guint32>(bitmap[0]).fetch_or(kept_here);
             bitmaps.push_back(bitmap);
         }
@@ -71,6 +60,14 @@ void RemovedObjects::reclaim() {
     });
     removals_.erase(free_now, removals_.end());
     lom_reclaim_garbage();
+}
+
+std::size_t RemovedObjects::count() const {
+    std::size_t count = 0;
+    for (const Bitmaps& bitmaps : removals_) {
+        count += bitmaps.size();
+    }
+    return count;
 }
 
 }  // namespace mox::host

@@ -4,6 +4,7 @@
 
 #include <glib.h>
 
+#include <cstddef>
 #include <vector>
 
 #include "profile/profile.hpp"
@@ -23,6 +24,9 @@ public:
 
     // Frees the garbage of which no module has a copy any more.
     void reclaim();
+
+    // How many objects are removed and not freed yet.
+    std::size_t count() const;
 
 private:
     // In the pool, of garbage that is not freed; those of one removal together.

@@ -15,7 +15,6 @@ namespace {
 
 constexpr std::array<const char*, 3> input_names{"X", "Y", "Z"};
 constexpr std::array<const char*, 3> cache_names{"Xcache", "Ycache", "Zcache"};
-constexpr const char* formula_name = "Formula";
 // Each formula behind another takes stack when it is read.
 constexpr std::size_t max_formula_steps = 16;
 // Each input is read live: a formula that is an input of three others is computed for each of them.
@@ -43,7 +42,7 @@ public:
         for (const char* const cache : cache_names) {
             need_number(cache);
         }
-        const PropertyDef* const formula = needed(formula_name);
+        const PropertyDef* const formula = needed(expression_formula);
         if (formula != nullptr && (formula->kind != PropertyKind::value || formula->type != "s")) {
             fail(*formula, "s");
         }

@@ -13,6 +13,7 @@ namespace mox::host {
 
 inline constexpr const char* expression_class = "Expression";
 inline constexpr const char* expression_result = "Value";
+inline constexpr const char* expression_formula = "Formula";
 
 // Whether a formula computes the property of that name in objects of that class.
 bool is_formula_result(const std::string& class_name, const std::string& property);

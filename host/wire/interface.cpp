@@ -20,6 +20,7 @@ constexpr const char* introspection = R"(
       <arg name='class_base' type='t' direction='out'/>
       <arg name='class_tree' type='t' direction='out'/>
       <arg name='read_stamps' type='t' direction='out'/>
+      <arg name='loss_table' type='t' direction='out'/>
       <arg name='pool_id' type='i' direction='out'/>
       <arg name='pool_bytes' type='t' direction='out'/>
     </method>
@@ -122,6 +123,50 @@ constexpr const char* introspection = R"(
     </method>
     <method name='ListRoutes'>
       <arg name='routes' type='a(ayii)' direction='out'/>
+    </method>
+    <method name='ObjectInfos'>
+      <arg name='class_name' type='s' direction='in'/>
+      <arg name='objects' type='a(ssssuuuub)' direction='out'/>
+    </method>
+    <method name='ClassInfos'>
+      <arg name='classes' type='a(sssuuu)' direction='out'/>
+    </method>
+    <method name='PropertyInfos'>
+      <arg name='object_name' type='s' direction='in'/>
+      <arg name='properties' type='a(ssisuuuiast)' direction='out'/>
+    </method>
+    <method name='ModuleInfos'>
+      <arg name='modules' type='a(siiiixuuutttt)' direction='out'/>
+    </method>
+    <method name='LockInfos'>
+      <arg name='all' type='b' direction='in'/>
+      <arg name='locks' type='a(siiiibai)' direction='out'/>
+    </method>
+    <method name='PoolInfo'>
+      <arg name='total' type='t' direction='out'/>
+      <arg name='used' type='t' direction='out'/>
+      <arg name='largest' type='t' direction='out'/>
+      <arg name='blocks' type='t' direction='out'/>
+      <arg name='object_bytes' type='t' direction='out'/>
+      <arg name='class_bytes' type='t' direction='out'/>
+      <arg name='removed_objects' type='t' direction='out'/>
+    </method>
+    <method name='OperatorSet'>
+      <arg name='object_name' type='s' direction='in'/>
+      <arg name='property_name' type='s' direction='in'/>
+      <arg name='value' type='v' direction='in'/>
+      <arg name='status' type='i' direction='out'/>
+    </method>
+    <method name='OperatorOverride'>
+      <arg name='object_name' type='s' direction='in'/>
+      <arg name='property_name' type='s' direction='in'/>
+      <arg name='value' type='v' direction='in'/>
+      <arg name='status' type='i' direction='out'/>
+    </method>
+    <method name='OperatorCancel'>
+      <arg name='object_name' type='s' direction='in'/>
+      <arg name='property_name' type='s' direction='in'/>
+      <arg name='status' type='i' direction='out'/>
     </method>
     <method name='EventsSent'>
       <arg name='count' type='t' direction='out'/>

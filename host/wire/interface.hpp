@@ -20,7 +20,7 @@ inline constexpr const char* error_failed = "mox.Owner1.Error.Failed";
 inline constexpr const char* error_state = "mox.Owner1.Error.State";
 
 // Types of the replies, as the interface below gives them.
-inline constexpr const char* join_reply = "(iitttit)";
+inline constexpr const char* join_reply = "(iittttit)";
 inline constexpr const char* record_reply = "(iay)";
 inline constexpr const char* names_reply = "(as)";
 inline constexpr const char* count_reply = "(t)";

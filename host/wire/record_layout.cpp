@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <string_view>
 
+#include "wire/loss_table.hpp"
 #include "wire/read_stamp_table.hpp"
 
 #define MOX_SIZE(record) \
@@ -116,6 +117,8 @@ constexpr Entry entries[] = {
     MOX_OFFSET(MSG_EVENT_DATA_HEAD_S, data),
     MOX_SIZE(ReadStamp),
     MOX_OFFSET(ReadStamp, read_ns),
+    MOX_SIZE(LossEntry),
+    MOX_OFFSET(LossEntry, lost),
 };
 
 // Takes the text up to the next ';' off the front.

@@ -53,13 +53,14 @@ inline ModulePtr join(const HostOwner& owner, const char* name = "tester",
 // Plays a module in a process of its own and waits for its end; before this process has threads,
 // because a process joins once. body: runs joined; what it expects is expected there.
 inline void in_module(const HostOwner& owner, const char* name,
-                      const std::function<void(MoxHostModule*)>& body) {
+                      const std::function<void(MoxHostModule*)>& body,
+                      MOX_MODULE_TYPE type = MODULE_APP) {
     const pid_t child = fork();
     if (child == 0) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         alarm(60);
         {
-            const ModulePtr module = join(owner, name);
+            const ModulePtr module = join(owner, name, type);
             if (module != nullptr) {
                 body(module.get());
             }

@@ -1,0 +1,112 @@
+// A reference stands for the property that it leads to in the end, also when an override is
+// cancelled: it is forced there.
+#include "owner/operator_writes.hpp"
+
+#include <lom.h>
+
+#include <atomic>
+
+#include "owner/call_arguments.hpp"
+#include "owner/object_record.hpp"
+#include "owner/writable_for_now.hpp"
+#include "wire/interface.hpp"
+
+namespace mox::host {
+namespace {
+
+void admit(const JoinedModule& module, const std::string& method) {
+    if (module.type != MODULE_INTERFACE) {
+        refuse(wire::error_refused, method + " is for modules of the type MODULE_INTERFACE; \"" +
+                                        module.name + "\" joined with another type");
+    }
+}
+
+bool is_overridden(const ObjectDef& object, const std::string& property) {
+    const RecordPtr record = record_of(object.name);
+    SERIALISED_PROPERTY_S* at = record ? record->property_entry : nullptr;
+    while (at != nullptr && property != at->name) {
+        at = at->next_ptr;
+    }
+    if (at == nullptr) {
+        return false;
+    }
+    PROPERTY_STATE_S state;
+    state.all = std::atomic_ref<guint32>(at->state.all).load(std::memory_order_relaxed);
+    return state.bit.override != 0;
+}
+
+// 0 for a value that a call may carry, and a property that is there.
+gint32 judge(const PropertyPlace& place, const ValuePtr& value) {
+    if (place.property == nullptr) {
+        return MOX_ERR_PROPERTY_NOT_FOUND;
+    }
+    return g_variant_get_size(value.get()) > wire::max_remote_bytes
+               ? static_cast<gint32>(MOX_ERR_MESSAGE_TOO_BIG)
+               : static_cast<gint32>(MOX_OK);
+}
+
+}  // namespace
+
+OperatorWrites::OperatorWrites(const ModelIndex& model) : model_(model) {}
+
+GVariant* OperatorWrites::answer(const JoinedModule& module, const std::string& method,
+                                 GVariant* arguments) const {
+    if (method != "OperatorSet" && method != "OperatorOverride" && method != "OperatorCancel") {
+        return nullptr;
+    }
+    admit(module, method);
+    if (method == "OperatorSet") return status_value(set(arguments));
+    if (method == "OperatorOverride") return status_value(override_value(arguments));
+    return cancel(arguments);
+}
+
+gint32 OperatorWrites::set(GVariant* arguments) const {
+    if (model_.find_object(string_at(arguments, 0)) == nullptr) {
+        return MOX_ERR_OBJECT_NOT_FOUND;
+    }
+    const PropertyPlace place = model_.follow(string_at(arguments, 0), string_at(arguments, 1));
+    const ValuePtr value = value_at(arguments, 2);
+    if (const gint32 verdict = judge(place, value); verdict != MOX_OK) {
+        return verdict;
+    }
+    const WritableForNow writable(place.object->name);
+    return lom_apply_property_value(writable.handle(), place.property->name.c_str(), value.get(),
+                                    static_cast<PER_MODE_E>(place.property->persist),
+                                    APPLY_AUTO_MODE, FALSE);
+}
+
+gint32 OperatorWrites::override_value(GVariant* arguments) const {
+    if (model_.find_object(string_at(arguments, 0)) == nullptr) {
+        return MOX_ERR_OBJECT_NOT_FOUND;
+    }
+    const PropertyPlace place = model_.follow(string_at(arguments, 0), string_at(arguments, 1));
+    const ValuePtr value = value_at(arguments, 2);
+    if (const gint32 verdict = judge(place, value); verdict != MOX_OK) {
+        return verdict;
+    }
+    // By the names that were given: who refers to the property on the way is announced, too.
+    return lom_override_property_value(lom_name_to_handle(string_at(arguments, 0)),
+                                       string_at(arguments, 1), value.get(), PROPERTY_OVERRIDE,
+                                       nullptr);
+}
+
+GVariant* OperatorWrites::cancel(GVariant* arguments) const {
+    const std::string object = string_at(arguments, 0);
+    const std::string property = string_at(arguments, 1);
+    if (model_.find_object(object) == nullptr) {
+        return status_value(MOX_ERR_OBJECT_NOT_FOUND);
+    }
+    const PropertyPlace place = model_.follow(object, property);
+    if (place.property == nullptr) {
+        return status_value(MOX_ERR_PROPERTY_NOT_FOUND);
+    }
+    if (!is_overridden(*place.object, place.property->name)) {
+        refuse(wire::error_state, place.object->name + '.' + place.property->name +
+                                      " is not overridden; there is nothing to cancel");
+    }
+    return status_value(lom_override_property_value(lom_name_to_handle(place.object->name.c_str()),
+                                                    place.property->name.c_str(), nullptr,
+                                                    PROPERTY_CANCEL_OVERRIDE, nullptr));
+}
+
+}  // namespace mox::host
