@@ -34,12 +34,7 @@ struct OpenStore {
 };
 
 OBJ_HANDLE save_object() {
-    static const OBJ_HANDLE handle = [] {
-        make_objects("save", 1000, 6);
-        const OBJ_HANDLE object = lom_get_object_handle("save_500");
-        lom_set_writable(object, OBJECT_READ_WRITE);
-        return object;
-    }();
+    static const OBJ_HANDLE handle = make_writable_object("save");
     return handle;
 }
 

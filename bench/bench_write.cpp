@@ -25,10 +25,7 @@ OBJ_HANDLE write_object() {
         }
         cls_add_listener_port(cls_get_class(kClassName), "Value1", g_queues[0], kQueues);
         ipc_msg_set_port(g_queues[0]);
-        make_objects("write", 1000, 6);
-        const OBJ_HANDLE object = lom_get_object_handle("write_500");
-        lom_set_writable(object, OBJECT_READ_WRITE);
-        return object;
+        return make_writable_object("write");
     }();
     return handle;
 }

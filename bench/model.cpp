@@ -96,6 +96,13 @@ void make_objects(const std::string& family, int count, guint32 property_count) 
     }
 }
 
+OBJ_HANDLE make_writable_object(const std::string& family) {
+    make_objects(family, 1000, 6);
+    const OBJ_HANDLE object = lom_get_object_handle(object_name(family, 500).c_str());
+    lom_set_writable(object, OBJECT_READ_WRITE);
+    return object;
+}
+
 OBJ_HANDLE make_text_object(const std::string& name) {
     return build(name, kClassName, "Logical",
                  {{kProperty, "u", bytes_of(7)}, {"Text", "s", text(std::string(63, 'x'))}});

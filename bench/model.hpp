@@ -19,6 +19,10 @@ void make_model();
 // property_count "u" properties, the first named kProperty.
 void make_objects(const std::string& family, int count, guint32 property_count);
 
+// Makes 1000 objects of a family, with six properties each, and gives number 500, which may be
+// written.
+OBJ_HANDLE make_writable_object(const std::string& family);
+
 std::string object_name(const std::string& family, int number);
 
 // Builds one object with a "u" and a 64-byte "s" property.

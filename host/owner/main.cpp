@@ -174,7 +174,8 @@ int main(int argc, char** argv) {
     std::variant<mox::host::Profile, std::string> profile =
         mox::host::load_profile(options.profile.get());
     if (const auto* const fault = std::get_if<std::string>(&profile)) {
-        std::fprintf(stderr, "%s\n", fault->c_str());
+        std::fprintf(stderr, "%s\nmoxd: not started; moxd --check FILE names every fault\n",
+                     fault->c_str());
         return exit_bad_profile;
     }
     return serve(std::get<mox::host::Profile>(std::move(profile)), directories_of(options),

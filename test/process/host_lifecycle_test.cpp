@@ -175,14 +175,15 @@ TEST(Owner, RefusesARunDirectoryWhoseSocketPathWouldBeTooLong) {
     EXPECT_FALSE(std::filesystem::exists(command.back()));
 }
 
-TEST(Owner, OfAWrongProfileGivesOneLineAndLeavesNothing) {
+TEST(Owner, OfAWrongProfileNamesTheFirstFaultAndTheCheckAndLeavesNothing) {
     HostOwner owner;
     EXPECT_FALSE(
         owner.start(R"({"classes": [{"name": "A"}], "objects": [{"name": "a", "class": "B"}]})"));
     EXPECT_EQ(owner.process().wait(), 2);
     EXPECT_EQ(owner.process().errors(),
               owner.profile_path() +
-                  ": objects[0] \"a\": \"class\" names class \"B\", which does not exist\n");
+                  ": objects[0] \"a\": \"class\" names class \"B\", which does not exist\n"
+                  "moxd: not started; moxd --check FILE names every fault\n");
     EXPECT_EQ(owner.process().output(), "");
     EXPECT_EQ(system_v_objects(), 0);
     EXPECT_FALSE(std::filesystem::exists(owner.run_dir()));
