@@ -71,8 +71,8 @@ private:
         return locked_ ? std::unique_lock{mutex_} : std::unique_lock<std::mutex>{};
     }
 
-    // The allocator does not tell, so it is asked for blocks, by halves; each is given back at once,
-    // which leaves the tree as it was. available: bytes, not less than the answer.
+    // The allocator does not tell, so it is asked for blocks, by halves; each is given back at
+    // once, which leaves the tree as it was. available: bytes, not less than the answer.
     gsize largest_block(gsize available) {
         gsize fits = 0;
         gsize beyond = available + 1;
