@@ -1,11 +1,11 @@
-/* operator.h: what an operator's tool asks of the owner: the whole model at a glance, who holds what,
- * where messages wait, and writes to any object.
+/* operator.h: what an operator's tool asks of the owner: the whole model at a glance, who holds
+ * what, where messages wait, and writes to any object.
  *
  * Every call is a question to the owner, bounded by MOXHOST_CALL_TIMEOUT_MS, for the thread that
  * joined. Lists come as an array that ends with a record without a name (its first character is 0);
  * count, nullable, receives their number. They are freed as each call says. What they tell was true
- * while the owner answered, and may be otherwise a moment later. Errors are GErrors of MOXHOST_ERROR,
- * as in moxhost.h. */
+ * while the owner answered, and may be otherwise a moment later. Errors are GErrors of
+ * MOXHOST_ERROR, as in moxhost.h. */
 #ifndef MOXHOST_OPERATOR_H
 #define MOXHOST_OPERATOR_H
 
@@ -61,13 +61,13 @@ typedef struct {
     gchar name[32];
     gchar type[8];
     MoxHostSource source_kind;
-    gchar* source;     /* "" for memory */
-    guint32 state;     /* the bits of PROPERTY_STATE_S */
-    guint32 size;      /* bytes of the stored value */
-    guint32 capacity;  /* bytes that fit */
+    gchar* source;      /* "" for memory */
+    guint32 state;      /* the bits of PROPERTY_STATE_S */
+    guint32 size;       /* bytes of the stored value */
+    guint32 capacity;   /* bytes that fit */
     PER_MODE_E persist; /* as the profile says; PER_MODE_NOSUPPORT for not saved */
-    gchar** listeners; /* names of the modules that listen to it, null-terminated, sorted */
-    guint64 events;    /* that the owner has sent since it made the object, one for each change */
+    gchar** listeners;  /* names of the modules that listen to it, null-terminated, sorted */
+    guint64 events;     /* that the owner has sent since it made the object, one for each change */
 } MoxHostPropertyInfo;
 
 /* Lists an object's properties, in class order. object_name: also a collection's. Freed with
@@ -83,16 +83,16 @@ typedef struct {
     gchar name[32];
     MOX_MODULE_TYPE type;
     gint32 pid;
-    gint32 id;              /* its bitmap id; 0 for the owner */
-    gint32 queue_id;        /* its port */
-    gint64 joined_us;       /* when it joined, microseconds since 1970; for the owner, its start */
-    guint32 copies;         /* objects of which it has a copy */
-    guint32 listens;        /* properties of classes that it listens to */
-    guint32 queued;         /* messages that wait in its queue */
+    gint32 id;        /* its bitmap id; 0 for the owner */
+    gint32 queue_id;  /* its port */
+    gint64 joined_us; /* when it joined, microseconds since 1970; for the owner, its start */
+    guint32 copies;   /* objects of which it has a copy */
+    guint32 listens;  /* properties of classes that it listens to */
+    guint32 queued;   /* messages that wait in its queue */
     guint64 queued_bytes;
-    guint64 limit_bytes;    /* room of its queue */
-    guint64 events_sent;    /* property events that the owner has put into its queue */
-    guint64 events_lost;    /* messages of any process that did not reach its queue */
+    guint64 limit_bytes; /* room of its queue */
+    guint64 events_sent; /* property events that the owner has put into its queue */
+    guint64 events_lost; /* messages of any process that did not reach its queue */
 } MoxHostModuleInfo;
 
 /* Lists the owner first, then the modules by id. Freed with g_free. Returns null with error set. */
@@ -106,15 +106,15 @@ typedef struct {
     gchar object[40];
     gint32 semid;
     gint32 member;
-    gint32 holder;          /* thread id; 0 when nobody holds it */
-    gint32 holder_pid;      /* its process; 0 when it is not known */
-    gboolean holder_is_dead; /* the next one to take it gets it */
+    gint32 holder;                        /* thread id; 0 when nobody holds it */
+    gint32 holder_pid;                    /* its process; 0 when it is not known */
+    gboolean holder_is_dead;              /* the next one to take it gets it */
     gint32 waiters[MOXHOST_LOCK_WAITERS]; /* thread ids; 0 for none. More may wait than fit here */
     guint32 waiter_count;
 } MoxHostLockInfo;
 
-/* Lists the locks of the objects that are there. all: FALSE gives only those that are held or waited
- * for. Takes no lock. Freed with g_free. Returns null with error set. */
+/* Lists the locks of the objects that are there. all: FALSE gives only those that are held or
+ * waited for. Takes no lock. Freed with g_free. Returns null with error set. */
 MOXHOST_API MoxHostLockInfo* moxhost_lock_infos(MoxHostModule* module, gboolean all, gsize* count,
                                                 GError** error);
 
@@ -133,32 +133,32 @@ typedef struct {
 MOXHOST_API gboolean moxhost_pool_info(MoxHostModule* module, MoxHostPoolInfo* info,
                                        GError** error);
 
-/* The calls below may be made by modules that joined with the type MODULE_INTERFACE only: those that
- * speak for a person. Others get MOXHOST_ERROR_REFUSED. */
+/* The calls below may be made by modules that joined with the type MODULE_INTERFACE only: those
+ * that speak for a person. Others get MOXHOST_ERROR_REFUSED. */
 
-/* Has the owner write a property of any object, through its accessor too when it has one that may be
- * written; saved under the mode that the profile gives. A reference is written at its target. value:
- * not null; a floating one is consumed. Returns FALSE with error set: MOXHOST_ERROR_FAILED names the
- * status; when the save alone failed, the value is stored and announced nevertheless. */
+/* Has the owner write a property of any object, through its accessor too when it has one that may
+ * be written; saved under the mode that the profile gives. A reference is written at its target.
+ * value: not null; a floating one is consumed. Returns FALSE with error set: MOXHOST_ERROR_FAILED
+ * names the status; when the save alone failed, the value is stored and announced nevertheless. */
 MOXHOST_API gboolean moxhost_operator_set(MoxHostModule* module, const gchar* object_name,
                                           const gchar* property_name, GVariant* value,
                                           GError** error);
 
 /* Has the owner force a property's value until it is cancelled: every read shows it, writes are
- * refused. A reference is overridden at its target. value: as for moxhost_operator_set. Returns FALSE
- * with error set, as moxhost_operator_set. */
+ * refused. A reference is overridden at its target. value: as for moxhost_operator_set. Returns
+ * FALSE with error set, as moxhost_operator_set. */
 MOXHOST_API gboolean moxhost_operator_override(MoxHostModule* module, const gchar* object_name,
                                                const gchar* property_name, GVariant* value,
                                                GError** error);
 
-/* Has the owner end an override, at its target for a reference. The forced value stays until the next
- * live read or write. Returns FALSE with error set: MOXHOST_ERROR_STATE when the property is not
- * overridden. */
+/* Has the owner end an override, at its target for a reference. The forced value stays until the
+ * next live read or write. Returns FALSE with error set: MOXHOST_ERROR_STATE when the property is
+ * not overridden. */
 MOXHOST_API gboolean moxhost_operator_cancel(MoxHostModule* module, const gchar* object_name,
                                              const gchar* property_name, GError** error);
 
-/* Gives how many messages, of any process, did not reach this module's queue since it joined, because
- * it was full or the message could not be sent. Never blocks, asks nobody. */
+/* Gives how many messages, of any process, did not reach this module's queue since it joined,
+ * because it was full or the message could not be sent. Never blocks, asks nobody. */
 MOXHOST_API guint64 moxhost_messages_lost(const MoxHostModule* module);
 
 G_END_DECLS
