@@ -35,14 +35,24 @@ bool is_overridden(const ObjectDef& object, const std::string& property) {
     return state.bit.override != 0;
 }
 
-// 0 for a value that a call may carry, and a property that is there.
-gint32 judge(const PropertyPlace& place, const ValuePtr& value) {
-    if (place.property == nullptr) {
-        return MOX_ERR_PROPERTY_NOT_FOUND;
+// The value of a write and where it goes; the verdict is 0 when it may go there.
+struct Write {
+    gint32 verdict;
+    PropertyPlace place;
+    ValuePtr value;
+};
+
+Write write_of(const ModelIndex& model, GVariant* arguments) {
+    if (model.find_object(string_at(arguments, 0)) == nullptr) {
+        return {MOX_ERR_OBJECT_NOT_FOUND, {}, nullptr};
     }
-    return g_variant_get_size(value.get()) > wire::max_remote_bytes
-               ? static_cast<gint32>(MOX_ERR_MESSAGE_TOO_BIG)
-               : static_cast<gint32>(MOX_OK);
+    const PropertyPlace place = model.follow(string_at(arguments, 0), string_at(arguments, 1));
+    if (place.property == nullptr) {
+        return {MOX_ERR_PROPERTY_NOT_FOUND, {}, nullptr};
+    }
+    ValuePtr value = value_at(arguments, 2);
+    const bool is_too_long = g_variant_get_size(value.get()) > wire::max_remote_bytes;
+    return {is_too_long ? MOX_ERR_MESSAGE_TOO_BIG : MOX_OK, place, std::move(value)};
 }
 
 }  // namespace
@@ -61,33 +71,25 @@ GVariant* OperatorWrites::answer(const JoinedModule& module, const std::string& 
 }
 
 gint32 OperatorWrites::set(GVariant* arguments) const {
-    if (model_.find_object(string_at(arguments, 0)) == nullptr) {
-        return MOX_ERR_OBJECT_NOT_FOUND;
+    const Write write = write_of(model_, arguments);
+    if (write.verdict != MOX_OK) {
+        return write.verdict;
     }
-    const PropertyPlace place = model_.follow(string_at(arguments, 0), string_at(arguments, 1));
-    const ValuePtr value = value_at(arguments, 2);
-    if (const gint32 verdict = judge(place, value); verdict != MOX_OK) {
-        return verdict;
-    }
-    const WritableForNow writable(place.object->name);
-    return lom_apply_property_value(writable.handle(), place.property->name.c_str(), value.get(),
-                                    static_cast<PER_MODE_E>(place.property->persist),
-                                    APPLY_AUTO_MODE, FALSE);
+    const WritableForNow writable(write.place.object->name);
+    return lom_apply_property_value(
+        writable.handle(), write.place.property->name.c_str(), write.value.get(),
+        static_cast<PER_MODE_E>(write.place.property->persist), APPLY_AUTO_MODE, FALSE);
 }
 
 gint32 OperatorWrites::override_value(GVariant* arguments) const {
-    if (model_.find_object(string_at(arguments, 0)) == nullptr) {
-        return MOX_ERR_OBJECT_NOT_FOUND;
-    }
-    const PropertyPlace place = model_.follow(string_at(arguments, 0), string_at(arguments, 1));
-    const ValuePtr value = value_at(arguments, 2);
-    if (const gint32 verdict = judge(place, value); verdict != MOX_OK) {
-        return verdict;
+    const Write write = write_of(model_, arguments);
+    if (write.verdict != MOX_OK) {
+        return write.verdict;
     }
     // By the names that were given: who refers to the property on the way is announced, too.
     return lom_override_property_value(lom_name_to_handle(string_at(arguments, 0)),
-                                       string_at(arguments, 1), value.get(), PROPERTY_OVERRIDE,
-                                       nullptr);
+                                       string_at(arguments, 1), write.value.get(),
+                                       PROPERTY_OVERRIDE, nullptr);
 }
 
 GVariant* OperatorWrites::cancel(GVariant* arguments) const {
