@@ -157,10 +157,6 @@ MoxHostModule* join(const std::string& run_dir, const gchar* name, MOX_MODULE_TY
 
 using namespace mox::host;
 
-GQuark moxhost_error_quark() {
-    return g_quark_from_static_string("moxhost-error-quark");
-}
-
 MoxHostModule* moxhost_join(const gchar* run_dir, const gchar* module_name,
                             MOX_MODULE_TYPE module_type, GError** error) {
     if (!check_arguments(module_name, error)) {

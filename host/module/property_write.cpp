@@ -25,9 +25,9 @@ bool is_done(gint32 status, const gchar* object_name, const gchar* property_name
     if (status >= MOX_OK) {
         return true;
     }
-    set_error(error, MOXHOST_ERROR_FAILED,
-              std::string("property \"") + object_name + '.' + property_name +
-                  "\" not written: " + wire::status_text(status));
+    set_status_error(error, status,
+                     std::string("property \"") + object_name + '.' + property_name +
+                         "\" not written: " + wire::status_text(status));
     return false;
 }
 

@@ -28,6 +28,7 @@ public:
 
     GError** out() { return &error_; }
     std::string text() const { return error_ == nullptr ? "" : error_->message; }
+    gint32 status() const { return moxhost_error_status(error_); }
     int code() const {
         return error_ != nullptr && error_->domain == MOXHOST_ERROR ? error_->code : -1;
     }

@@ -161,6 +161,39 @@ TEST_F(OperatorOverride, RefusesWrongTypesAndUnknownNames) {
     EXPECT_EQ(value_of("Oven", "Now"), "3");
 }
 
+TEST_F(OperatorWrite, ThatFailsTellsItsStatus) {
+    join_as_operator();
+    HostError error;
+    EXPECT_EQ(error.status(), MOX_OK);
+    ASSERT_EQ(force("Oven", "Now", g_variant_new_int32(9)), "");
+    EXPECT_FALSE(
+        moxhost_operator_set(module_.get(), "Oven", "Now", g_variant_new_int32(5), error.out()));
+    EXPECT_EQ(error.code(), MOXHOST_ERROR_FAILED);
+    EXPECT_EQ(error.status(), MOX_ERR_OVERRIDDEN);
+    EXPECT_EQ(cancel("Oven", "Nothing").status(), MOX_ERR_PROPERTY_NOT_FOUND);
+    EXPECT_EQ(cancel("Oven", "Day").status(), MOX_OK) << "a state of things, not a status";
+}
+
+TEST_F(OperatorWrite, StatusGoesWithACopyOfTheError) {
+    join_as_operator();
+    GError* error = nullptr;
+    ASSERT_FALSE(
+        moxhost_operator_set(module_.get(), "Oven", "Now", g_variant_new_string("x"), &error));
+    GError* const copy = g_error_copy(error);
+    g_error_free(error);
+    EXPECT_EQ(moxhost_error_status(copy), MOX_ERR_TYPE_MISMATCH);
+    g_error_free(copy);
+}
+
+TEST(HostErrorStatus, IsNoneForErrorsWithoutOneAndOfOthers) {
+    for (const auto& [domain, code] : {std::pair{G_FILE_ERROR, int{G_FILE_ERROR_NOENT}},
+                                       std::pair{MOXHOST_ERROR, int{MOXHOST_ERROR_STATE}}}) {
+        GError* const error = g_error_new_literal(domain, code, "why");
+        EXPECT_EQ(moxhost_error_status(error), MOX_OK);
+        g_error_free(error);
+    }
+}
+
 TEST_F(OperatorCancel, WithoutAnOverrideSaysSo) {
     join_as_operator();
     EXPECT_EQ(cancel("Oven", "Now").code(), MOXHOST_ERROR_STATE);

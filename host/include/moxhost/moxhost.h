@@ -15,11 +15,15 @@
 
 G_BEGIN_DECLS
 
-#define MOXHOST_API             __attribute__((visibility("default")))
-#define MOXHOST_CALL_TIMEOUT_MS 2000
+/* Marks a function that the host library exports. */
+#define MOXHOST_API __attribute__((visibility("default")))
 
+#define MOXHOST_CALL_TIMEOUT_MS 2000 /* of every call to the owner */
+
+/* The domain of this library's errors. */
 #define MOXHOST_ERROR (moxhost_error_quark())
 
+/* Codes of MOXHOST_ERROR. */
 typedef enum {
     MOXHOST_ERROR_NO_OWNER,  /* no owner answers at the run directory */
     MOXHOST_ERROR_MISMATCH,  /* the owner's word size or record layouts are not this process's */
@@ -33,9 +37,16 @@ typedef enum {
                             a plug failed */
 } MoxHostError;
 
+/* A joined module, opaque. */
 typedef struct MoxHostModule MoxHostModule;
 
+/* Gives the quark behind MOXHOST_ERROR. Any thread. */
 MOXHOST_API GQuark moxhost_error_quark(void);
+
+/* Gives the status with which a write or a save failed: a code of mox_status, of persistence, of the
+ * driver or of the operating-system layer. error: nullable. Returns MOX_OK for an error that comes
+ * from no status, or from no call of this library. Any thread. */
+MOXHOST_API gint32 moxhost_error_status(const GError* error);
 
 /* Joins the owner: compares word size and record layouts, gets a bitmap id, a message queue and the
  * class records, attaches the pool and installs the hooks of lom/sharing.h: copies, hardware reads,
