@@ -25,6 +25,7 @@ typedef enum tag_para_type {
 /* Every record lies in the pool; an array is one block, its count and then its elements. Names are
  * pool strings of at most 31 characters, null when the pool had no room for them. */
 
+/* A property of a class. */
 typedef struct tag_defined_property_node {
     gchar* name;
     gchar type[PUB_TYPE_LENGTH]; /* as the builder gave it: it need not be terminated */
@@ -33,11 +34,13 @@ typedef struct tag_defined_property_node {
     guint8 key;                  /* not 0: a key property */
 } DEFINED_PROPERTY_NODE_S;
 
+/* The properties of a class. */
 typedef struct tag_defined_property_array {
     gsize size; /* number of properties */
     G_GNUC_EXTENSION DEFINED_PROPERTY_NODE_S property[];
 } DEFINED_PROPERTY_ARRAY_S;
 
+/* A parameter of a method. */
 typedef struct tag_method_para_node {
     gchar type[PUB_TYPE_LENGTH]; /* as the builder gave it: it need not be terminated */
 } DEFINED_METHOD_PARA_NODE_S;
@@ -56,11 +59,13 @@ typedef struct tag_method_property {
     gpointer data;               /* pool copy of the value in serialized form */
 } METHOD_PROPERTY_NODE_S;
 
+/* The constants of a method. */
 typedef struct tag_method_property_arr {
     gsize count; /* number of properties */
     G_GNUC_EXTENSION METHOD_PROPERTY_NODE_S property[];
 } METHOD_PROPERTY_ARRAY_S;
 
+/* A method of a class. */
 typedef struct tag_defined_method_node {
     gchar* name;
     guint16 id;                                         /* within its class */
@@ -68,6 +73,7 @@ typedef struct tag_defined_method_node {
     METHOD_PROPERTY_ARRAY_S* property_arr;              /* nullable */
 } DEFINED_METHOD_NODE_S;
 
+/* The methods of a class. */
 typedef struct tag_defined_method_array {
     gsize size; /* number of methods */
     G_GNUC_EXTENSION DEFINED_METHOD_NODE_S method[];

@@ -13,9 +13,10 @@
 
 G_BEGIN_DECLS
 
-#define IPC_MSG_MAGIC       "MOXMSG"
-#define IPC_MSG_MAX_PAYLOAD 8192U /* bytes behind the header */
+#define IPC_MSG_MAGIC       "MOXMSG" /* begins every message */
+#define IPC_MSG_MAX_PAYLOAD 8192U    /* bytes behind the header */
 
+/* What a message is about, and what its payload is. */
 typedef enum tag_mox_msg_type {
     MOX_MSG_RECV_IPMI_REQUEST = 0,
     MOX_MSG_RECV_IPMI_RESPONSE = 1,
@@ -103,7 +104,8 @@ MOX_API gint32 ipc_msg_batch(GSList* receiver_list, guint32 type, gsize size, gp
 
 /* Is told of a message that did not reach a receiver: its own send failed, or one before it in a
  * batch did. ipc_que_id: the receiver's port. msg_type: MOX_MSG_TYPE. result: the failure's code.
- * Called by the thread that sends, with the locks that its caller holds: it must not wait or send. */
+ * Called by the thread that sends, with the locks that its caller holds: it must not wait or send.
+ */
 typedef void (*IpcMsgLostFunc)(gint32 ipc_que_id, guint32 msg_type, gint32 result);
 
 /* Installs the function that is told of lost messages, so that a host can count them by receiver.

@@ -16,13 +16,14 @@ G_BEGIN_DECLS
  * ----------------------------------------------------------------------------------------------------
  */
 
-#define PUB_TYPE_LENGTH 6  /* bytes of a type field */
-#define PUB_NAME_LENGTH 32 /* bytes of a name field: at most 31 characters */
-#define PUB_REFERENCE_MARKER                                                                  \
-    'p'                       /* byte 3 of the type of a property that names another property \
-                               */
+#define PUB_TYPE_LENGTH   6   /* bytes of a type field */
+#define PUB_NAME_LENGTH   32  /* bytes of a name field: at most 31 characters */
 #define PUB_RPC_HEAD_SIZE 12U /* bytes of RPC_DATA_S before its data */
 
+/* Byte 3 of the type of a property that names another property. */
+#define PUB_REFERENCE_MARKER 'p'
+
+/* Whether values of a type have room in the object model, and how much. */
 typedef enum tag_gvariant_support_type {
     GVARIANT_FIX = 0,        /* scalar of a fixed size */
     GVARIANT_DYNAMIC = 1,    /* the size varies with the value */

@@ -14,17 +14,20 @@
 
 G_BEGIN_DECLS
 
-#define LOM_REF_BITMAP_WORDS 4
+#define LOM_REF_BITMAP_WORDS 4 /* a bit for each module id, 1 to 127 */
 #define LOM_DATA_HOLD_SIZE   8 /* bytes of a value that a property record holds itself */
 
+/* Whether the driver library knows the object, too (physical). */
 typedef enum tag_object_type { OBJECT_TYPE_LOGICAL = 0, OBJECT_TYPE_PHYSICAL = 1 } OBJECT_TYPE;
 
+/* How far an object is; only normal ones can be copied to other modules. */
 typedef enum tag_object_state {
     OBJECT_NORMAL = 0,
     OBJECT_MXD_READY = 1, /* under construction */
     OBJECT_MARK_DEL = 2
 } OBJECT_STATE;
 
+/* What this process may do with its copy of an object. */
 typedef enum tag_object_capability {
     OBJECT_READ_ONLY = 0,
     OBJECT_READ_WRITE = 1

@@ -39,12 +39,14 @@
 #define MOXPLAT_RSIZE_MAX (SIZE_MAX >> 1)
 
 #if defined(__cplusplus)
+/* The number of a pointer's address. */
 #define MOXPLAT_ADDRESS(pointer) reinterpret_cast<uintptr_t>(pointer)
 #else
 #define MOXPLAT_ADDRESS(pointer) ((uintptr_t)(pointer))
 #endif
 
 #if defined(__GNUC__)
+/* Has the compiler check printf-style calls: the number of the format, and of the first value. */
 #define MOXPLAT_PRINTF(format_at, values_at) __attribute__((format(printf, format_at, values_at)))
 /* Keeps the compiler from dropping a clearing of memory that is not read again. */
 #define MOXPLAT_KEEP_STORES(pointer) __asm__ __volatile__("" : : "r"(pointer) : "memory")
