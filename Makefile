@@ -5,14 +5,14 @@
 
 .DEFAULT_GOAL := help
 .NOTPARALLEL:
-.PHONY: help demo test build check coverage bench format clean distclean
+.PHONY: help demo test build check coverage bench install package size abi abi-record docs format clean distclean
 
 SHELL := /bin/bash
 .SHELLFLAGS := -euo pipefail -c
 
 help: ## this list
 	@echo "make [WORDSIZE=32|64] <target>"
-	@sed -nE 's/^([a-z]+):.*## (.*)/  \1\t\2/p' Makefile | expand -t 14
+	@sed -nE 's/^([a-z-]+):.*## (.*)/  \1\t\2/p' Makefile | expand -t 14
 
 demo: ## build for this machine's word size and show two processes sharing one object model
 	@tools/setup.sh demo
@@ -27,7 +27,7 @@ build: ## the optimised build of each word size, tests included
 	@tools/setup.sh test
 	@for bits in $$(tools/wordsizes.sh test); do tools/build.sh $$bits-release; done
 
-check: ## formatting, include directions, exported names, clang-tidy
+check: ## formatting, includes, exported names, ABI, sizes, installing, packages, clang-tidy
 	@tools/setup.sh test
 	@preset=$$(tools/wordsizes.sh demo)-release; \
 	tools/build.sh $$preset; \
@@ -46,12 +46,39 @@ bench: ## the benchmarks of each word size
 	    bench/run.sh build/$$bits-release; \
 	done
 
+install: ## libraries, headers, programs: PREFIX=/usr/local, DESTDIR before it, for this machine's word size
+	@tools/setup.sh install
+	@tools/install.sh $$(tools/wordsizes.sh install)-release "$${PREFIX:-/usr/local}"
+
+package: ## the Debian packages libmoxbase, -dev and -tools, in build/packages
+	@tools/setup.sh package
+	@tools/package.sh
+
+size: ## the stripped library and the pool bytes of objects and properties, against their budget
+	@tools/setup.sh size
+	@for bits in $$(tools/wordsizes.sh size); do tools/build.sh $$bits-release --product moxbase pool_size; done
+	@tools/size.sh $$(tools/wordsizes.sh size | sed -E 's/([0-9]+)/\1-release/g')
+
+abi: ## has the interface for compiled programs changed? Compares with abi/
+	@tools/setup.sh abi
+	@for bits in $$(tools/wordsizes.sh abi); do tools/build.sh $$bits-release --product moxbase moxhost; done
+	@tools/check-abi.sh $$(tools/wordsizes.sh abi | sed -E 's/([0-9]+)/\1-release/g')
+
+abi-record: ## accept the interface as it is now: writes abi/
+	@tools/setup.sh abi
+	@for bits in $$(tools/wordsizes.sh abi); do tools/build.sh $$bits-release --product moxbase moxhost; done
+	@tools/check-abi.sh --accept $$(tools/wordsizes.sh abi | sed -E 's/([0-9]+)/\1-release/g')
+
+docs: ## the public headers and the pages as HTML in build/docs; fails on what has no comment
+	@command -v doxygen >/dev/null || tools/setup.sh test
+	@tools/docs.sh
+
 format: ## format our C and C++ files
 	@tools/setup.sh test
 	@tools/check-format.sh --fix
 
 clean: ## remove the builds; the 32-bit sysroot stays
-	@rm -rf build/{32,64}-*
+	@rm -rf build/{32,64}-* build/packages
 
 distclean: ## remove build/ altogether
 	@rm -rf build

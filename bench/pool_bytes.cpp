@@ -27,15 +27,19 @@ double record_bytes() {
 
 }  // namespace
 
-void print_pool_bytes() {
+PoolBytes measure_pool_bytes() {
     const double bare = bytes_per_object("bytes_bare", 0);
     const double full = bytes_per_object("bytes_full", kProperties);
-    const double per_property = (full - bare) / kProperties;
-    std::printf("| an object without properties | %.1f | %.1f | %.2f |\n", bare, record_bytes(),
-                bare / record_bytes());
-    std::printf("| a property of a fixed-size type | %.1f | %zu | %.2f |\n", per_property,
+    return {bare, (full - bare) / kProperties};
+}
+
+void print_pool_bytes() {
+    const PoolBytes bytes = measure_pool_bytes();
+    std::printf("| an object without properties | %.1f | %.1f | %.2f |\n", bytes.object,
+                record_bytes(), bytes.object / record_bytes());
+    std::printf("| a property of a fixed-size type | %.1f | %zu | %.2f |\n", bytes.property,
                 sizeof(SERIALISED_PROPERTY_S),
-                per_property / static_cast<double>(sizeof(SERIALISED_PROPERTY_S)));
+                bytes.property / static_cast<double>(sizeof(SERIALISED_PROPERTY_S)));
 }
 
 }  // namespace mox::bench

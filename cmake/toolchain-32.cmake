@@ -17,12 +17,15 @@ set(CMAKE_C_FLAGS_INIT "-m32")
 set(CMAKE_CXX_FLAGS_INIT "-m32")
 set(CMAKE_LIBRARY_ARCHITECTURE i386-linux-gnu)
 
-# DT_RPATH and not DT_RUNPATH (new-dtags): it also serves the libraries of libraries.
-set(mox_rpath "${mox_sysroot_libs}:${CMAKE_SYSROOT}/lib/i386-linux-gnu")
-set(CMAKE_SHARED_LINKER_FLAGS_INIT "-Wl,--disable-new-dtags -Wl,-rpath,${mox_rpath}")
+# The sysroot's libraries are found where they lie by what is built, and by nothing that is installed: installing takes
+# the build's library path out and names the loader of a 32-bit system. DT_RPATH and not DT_RUNPATH (new-dtags): it also
+# serves the libraries of libraries.
+set(CMAKE_BUILD_RPATH "${mox_sysroot_libs};${CMAKE_SYSROOT}/lib/i386-linux-gnu")
+set(CMAKE_SHARED_LINKER_FLAGS_INIT "-Wl,--disable-new-dtags")
 set(CMAKE_MODULE_LINKER_FLAGS_INIT "${CMAKE_SHARED_LINKER_FLAGS_INIT}")
 set(CMAKE_EXE_LINKER_FLAGS_INIT
     "${CMAKE_SHARED_LINKER_FLAGS_INIT} -Wl,--dynamic-linker=${CMAKE_SYSROOT}/lib/ld-linux.so.2")
+set(MOX_INSTALLED_LOADER /lib/ld-linux.so.2)
 
 # Programs come from the machine, everything else from the sysroot only.
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)

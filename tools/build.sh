@@ -1,19 +1,24 @@
 #!/usr/bin/env bash
 # Configures and builds one preset, quietly: all output is shown when a step fails.
 #
-#   tools/build.sh <preset> [-D<name>=<value>...] [target...]
+#   tools/build.sh <preset> [--product] [-D<name>=<value>...] [target...]
+#
+# --product is for what does without the tests: they are left out, with the packages that they need,
+# unless this build has them already.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 preset=$1
 shift
+cache=build/$preset/CMakeCache.txt
 settings=() targets=()
 for argument in "$@"; do
-    if [[ $argument == -D* ]]; then settings+=("$argument"); else targets+=(--target "$argument"); fi
+    if [[ $argument == --product ]]; then
+        grep -qs '^MOX_BUILD_TESTS:[A-Z]*=ON$' "$cache" || settings+=(-DMOX_BUILD_TESTS=OFF)
+    elif [[ $argument == -D* ]]; then settings+=("$argument"); else targets+=(--target "$argument"); fi
 done
 
 # A build made elsewhere, in a tree since moved or copied, names files that are not ours: start afresh.
-cache=build/$preset/CMakeCache.txt
 if [[ -f $cache ]]; then
     made_for=$(sed -n 's/^CMAKE_HOME_DIRECTORY:INTERNAL=//p' "$cache")
     if [[ ${made_for:-$PWD} != "$PWD" && $(realpath -m "$made_for") != "$(pwd -P)" ]]; then

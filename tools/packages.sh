@@ -13,7 +13,15 @@ packages_test=(
     libgtest-dev libgmock-dev
     binutils clang-format clang-tidy file
     python3-jsonschema
+    abigail-tools dpkg-dev mmdebstrap
+    gdb doxygen
 )
+
+# What making Debian packages needs on top of the demonstration's.
+packages_package=(dpkg-dev file)
+
+# What comparing the libraries' interface with its record needs on top of the demonstration's.
+packages_abi=(abigail-tools)
 
 # What the coverage report needs on top of the tests' packages.
 packages_coverage=(gcovr)
@@ -22,8 +30,9 @@ packages_coverage=(gcovr)
 packages_bench=(libbenchmark-dev)
 
 # What building 32-bit programs on an x86-64 machine needs: the compiler's half, and the tool that
-# makes the sysroot. The metapackage g++-multilib is avoided: it conflicts with Arm cross compilers.
-packages_32=(g++-12-multilib mmdebstrap)
+# makes the sysroot, and the one that names another loader in installed programs. The metapackage
+# g++-multilib is avoided: it conflicts with Arm cross compilers.
+packages_32=(g++-12-multilib mmdebstrap patchelf)
 
 # The 32-bit libraries, unpacked into build/sysroot-i386 and never installed on the machine.
 packages_sysroot=(

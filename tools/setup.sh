@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
 # Installs what building needs and is not there yet; a second run finds nothing to do and says nothing.
 #
-#   tools/setup.sh demo|test|bench|coverage
+#   tools/setup.sh demo|test|bench|coverage|install|package|size|abi
 #
-# WORDSIZE=32 or 64 narrows it to that word size; without it "demo" and "coverage" take the machine's
-# own and the others take both. MOX_SKIP_SETUP=1 turns it off, for machines that get the packages another way.
+# WORDSIZE=32 or 64 narrows it to that word size; without it "test", "bench", "size" and "abi" take
+# both, the others the machine's own. MOX_SKIP_SETUP=1 turns it off, for machines that get the packages another way.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source tools/packages.sh
@@ -13,12 +13,14 @@ say() { printf 'setup: %s\n' "$*" >&2; }
 
 level=${1:-}
 case $level in
-    demo) needed=("${packages_demo[@]}") ;;
+    demo | install | size) needed=("${packages_demo[@]}") ;;
+    package) needed=("${packages_demo[@]}" "${packages_package[@]}") ;;
+    abi) needed=("${packages_demo[@]}" "${packages_abi[@]}") ;;
     test) needed=("${packages_demo[@]}" "${packages_test[@]}") ;;
     bench) needed=("${packages_demo[@]}" "${packages_bench[@]}") ;;
     coverage) needed=("${packages_demo[@]}" "${packages_test[@]}" "${packages_coverage[@]}") ;;
     *)
-        say "usage: tools/setup.sh demo|test|bench|coverage"
+        say "usage: tools/setup.sh demo|test|bench|coverage|install|package|size|abi"
         exit 2
         ;;
 esac

@@ -7,6 +7,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source tools/packages.sh
+source tools/archive.sh
 
 say() { printf 'setup: %s\n' "$*" >&2; }
 
@@ -25,57 +26,7 @@ if ! command -v mmdebstrap >/dev/null; then
     exit 1
 fi
 
-# Prints the key file that apt's sources give for one entry, "file:number" as apt names it: the number
-# is a line in a .list file and a stanza in a .sources file. Prints nothing where apt's own keys do.
-key_of_entry() {
-    local file=${1%:*} number=${1##*:}
-    case $file in
-        *.sources)
-            awk -v number="$number" '
-                BEGIN { RS = ""; FS = "\n" }
-                { stanza = 0; for (i = 1; i <= NF; i++) if ($i ~ /^[A-Za-z-]+:/) stanza = 1 }
-                stanza && ++seen == number {
-                    for (i = 1; i <= NF; i++)
-                        if (tolower($i) ~ /^signed-by:[ \t]*\//) { sub(/^[^:]*:[ \t]*/, "", $i); print $i }
-                }' "$file"
-            ;;
-        *) sed -nE "${number}s/^deb .*\[.*signed-by=([^] ]*).*\].*/\1/p" "$file" ;;
-    esac
-}
-
-# Prints apt lines for the Debian archive this machine itself uses: the release and its updates. The
-# security archive is left out: its i386 index can be out of step with its signed list.
-# shellcheck disable=SC2016  # the $(...) below is apt's own notation
-archive_lines() {
-    local uri codename component origin entry key
-    apt-get indextargets \
-        --format '$(REPO_URI) $(CODENAME) $(COMPONENT) $(ORIGIN) $(SOURCESENTRY)' \
-        'Created-By: Packages' |
-        while read -r uri codename component origin entry; do
-            [[ $origin == Debian && $component == main && $codename =~ ^[a-z]+(-updates)?$ ]] || continue
-            key=$(key_of_entry "$entry")
-            printf 'deb [arch=i386%s] %s %s %s\n' "${key:+ signed-by=$key}" "$uri" "$codename" "$component"
-        done | sort -u
-}
-
-lines=$(archive_lines)
-if [[ -z $lines ]] && ((EUID == 0)); then
-    apt-get -q update >/dev/null 2>&1 || :
-    lines=$(archive_lines)
-fi
-if [[ -z $lines ]]; then
-    say "apt has no list of a Debian archive, so the 32-bit libraries cannot be fetched."
-    say "Check the network and /etc/apt, then run: apt-get update"
-    exit 1
-fi
-mapfile -t mirrors <<<"$lines"
-codename=$(sed -nE '1s/^deb \[[^]]*\] [^ ]+ ([a-z]+).*/\1/p' <<<"$lines")
-
-# mmdebstrap reads no apt configuration of the machine: hand over what reaching the archive may need.
-options=()
-while IFS= read -r setting; do
-    options+=("--aptopt=${setting%;}")
-done < <(apt-config dump | grep -E '^Acquire::(https?::Proxy|Retries|Check-Valid-Until)[ :]')
+find_archive i386 || exit 1
 
 say "building the 32-bit sysroot (half a minute, about 350 MB in build/)"
 log=build/sysroot.log
@@ -83,7 +34,7 @@ rm -rf "$sysroot.new"
 trap 'rm -rf "$sysroot.new"' EXIT
 packages=$(IFS=,; echo "${packages_sysroot[*]}")
 if ! mmdebstrap --mode=chrootless --variant=extract --architectures=i386 --skip=check/qemu \
-    --include="$packages" "${options[@]}" "$codename" "$sysroot.new" "${mirrors[@]}" >"$log" 2>&1; then
+    --include="$packages" "${archive_options[@]}" "$archive_codename" "$sysroot.new" "${archive_mirrors[@]}" >"$log" 2>&1; then
     grep -E '^(E|Err)[: ]' "$log" | tail -n 12 >&2 || tail -n 12 "$log" >&2
     say "could not build the 32-bit sysroot; the whole log is in $log."
     say "Is the network there? Nothing half-built was left; run again when that is mended."

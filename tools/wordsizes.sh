@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
 # Prints the word sizes to build for, "32", "64" or "32 64".
 #
-#   tools/wordsizes.sh demo|test|bench|coverage
+#   tools/wordsizes.sh demo|test|bench|coverage|install|package|size|abi
 #
-# WORDSIZE in the environment decides; otherwise "demo" and "coverage" take the machine's own word size
-# and the others take all that this machine can build and run.
+# WORDSIZE in the environment decides; otherwise "test", "bench", "size" and "abi" take all that this
+# machine can build and run, and the others its own word size.
 set -euo pipefail
 
 native=$(getconf LONG_BIT)
@@ -18,7 +18,10 @@ fi
 
 wanted=${WORDSIZE:-}
 if [[ -z $wanted ]]; then
-    if [[ ${1:-} == demo || ${1:-} == coverage ]]; then echo "$native"; else echo "$possible"; fi
+    case ${1:-} in
+        test | bench | size | abi) echo "$possible" ;;
+        *) echo "$native" ;;
+    esac
     exit 0
 fi
 if [[ $wanted != 32 && $wanted != 64 ]]; then
