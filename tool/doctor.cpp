@@ -9,10 +9,9 @@
 #include "doctor_limits.hpp"
 #include "doctor_locks.hpp"
 #include "doctor_owner.hpp"
-#include "glib_owners.hpp"
 #include "json_writer.hpp"
 #include "verb_table.hpp"
-#include "wire/run_directory.hpp"
+#include "wire/directories.hpp"
 
 namespace mox::tool {
 namespace {
@@ -83,17 +82,15 @@ void print_json(Output& out, const std::vector<Finding>& findings) {
 }
 
 void run(Call& call) {
-    const TextPtr given(wanted_state_dir);
     const gchar* const run_dir = call.run_dir.empty() ? nullptr : call.run_dir.c_str();
     const std::vector<Finding> findings =
-        examine(host::wire::run_directory(run_dir), state_directory(given ? given.get() : ""),
+        examine(host::wire::run_directory(run_dir), host::wire::state_directory(wanted_state_dir),
                 "/proc/sys/kernel");
     if (call.wants_json) {
         print_json(call.out, findings);
     } else {
         print_lines(call.out, findings);
     }
-    call.out.flush();  // before the line on the error output
     std::string failed;
     for (const Finding& finding : findings) {
         if (finding.verdict == Verdict::fail)

@@ -12,7 +12,7 @@
 #include <system_error>
 
 #include "glib_owners.hpp"
-#include "wire/run_directory.hpp"
+#include "wire/directories.hpp"
 
 namespace mox::tool {
 namespace {
@@ -56,17 +56,6 @@ Finding check_missing(const char* name, const std::string& path, const std::stri
 }
 
 }  // namespace
-
-std::string state_directory(const std::string& wanted) {
-    std::string path = wanted;
-    const gchar* const own = g_getenv("MOX_STATE_DIR");
-    const gchar* const users = g_getenv("XDG_STATE_HOME");
-    if (path.empty() && own != nullptr) path = own;
-    if (path.empty() && users != nullptr && users[0] != '\0') path = std::string(users) + "/moxd";
-    if (path.empty() && geteuid() == 0) path = "/var/lib/moxd";
-    if (path.empty()) path = std::string(g_get_home_dir()) + "/.local/state/moxd";
-    return TextPtr{g_canonicalize_filename(path.c_str(), nullptr)}.get();
-}
 
 Finding check_run_directory(const std::string& path) {
     const char* const name = "run-dir";

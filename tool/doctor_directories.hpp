@@ -8,9 +8,6 @@
 
 namespace mox::tool {
 
-// The directory for what outlives a loss of power, as moxd chooses it. wanted: "" for not given.
-std::string state_directory(const std::string& wanted);
-
 // It must be this user's and nobody else's to write in, or one that can be made, and its socket's
 // path short enough. Nothing is made. path: absolute.
 Finding check_run_directory(const std::string& path);

@@ -19,8 +19,7 @@ namespace {
 
 // msgmax counts the bytes behind the message type.
 constexpr guint64 message_bytes = OSAL_QUEUE_MESSAGE_MAX - 4;
-// What the operating-system layer raises kernel.msgmnb to: some 1,700 small events.
-constexpr guint64 queue_bytes = 262144;
+constexpr guint64 queue_bytes = OSAL_QUEUE_ROOM;
 constexpr guint64 most_queues = 128;  // the owner's, and of 127 modules
 constexpr guint64 least_queues = 2;
 constexpr guint64 least_segments = 2;  // the pool, and a set of locks

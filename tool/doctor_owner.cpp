@@ -14,7 +14,7 @@
 #include <fstream>
 #include <sstream>
 
-#include "wire/run_directory.hpp"
+#include "wire/directories.hpp"
 
 namespace mox::tool {
 namespace {

@@ -49,13 +49,27 @@ void move_log_aside(bool wants_log) {
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
 }
 
+// What was printed before a failure comes before the line that tells of it.
+void run_verb(const Verb& verb, Call& call) {
+    try {
+        verb.run(call);
+    } catch (const Failed&) {
+        try {
+            call.out.flush();
+        } catch (const OutputClosed&) {
+            // The failure is told all the same.
+        }
+        throw;
+    }
+}
+
 void run(const CommandLine& line, Output& out) {
     if (line.verb == nullptr) {
         out.text(line.wanted_text);
     } else {
         move_log_aside(line.wants_log);
         Call call{line.arguments, line.run_dir, line.wants_json, out};
-        line.verb->run(call);
+        run_verb(*line.verb, call);
     }
     out.flush();
 }

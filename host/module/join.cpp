@@ -19,7 +19,7 @@
 #include "module/store_hooks.hpp"
 #include "wire/interface.hpp"
 #include "wire/record_layout.hpp"
-#include "wire/run_directory.hpp"
+#include "wire/directories.hpp"
 
 namespace mox::host {
 namespace {

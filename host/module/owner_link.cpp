@@ -6,7 +6,7 @@
 
 #include "module/host_error.hpp"
 #include "wire/interface.hpp"
-#include "wire/run_directory.hpp"
+#include "wire/directories.hpp"
 
 namespace mox::host {
 namespace {

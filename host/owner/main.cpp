@@ -11,7 +11,7 @@
 #include "owner/owner.hpp"
 #include "owner/start_error.hpp"
 #include "profile/profile.hpp"
-#include "wire/run_directory.hpp"
+#include "wire/directories.hpp"
 
 namespace {
 
@@ -130,7 +130,7 @@ mox::host::Directories directories_of(const Options& options) {
     const std::string run_dir = mox::host::wire::run_directory(options.run_dir.get());
     const gchar* const wanted = options.volatile_dir.get();
     const bool is_given = wanted != nullptr && wanted[0] != '\0';
-    return {run_dir, mox::host::state_directory(options.state_dir.get()),
+    return {run_dir, mox::host::wire::state_directory(options.state_dir.get()),
             is_given ? mox::host::wire::run_directory(wanted) : run_dir};
 }
 

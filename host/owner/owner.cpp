@@ -14,7 +14,7 @@
 #include "owner/read_stamps.hpp"
 #include "owner/start_error.hpp"
 #include "wire/interface.hpp"
-#include "wire/run_directory.hpp"
+#include "wire/directories.hpp"
 
 namespace mox::host {
 namespace {

@@ -4,23 +4,11 @@
 
 #include <glib.h>
 #include <moxplat/persist_store.h>
-#include <unistd.h>
 
 #include <cstdio>
 
 namespace mox::host {
 namespace {
-
-std::string absolute(const std::string& path) {
-    gchar* const canonical = g_canonicalize_filename(path.c_str(), nullptr);
-    std::string result = canonical;
-    g_free(canonical);
-    return result;
-}
-
-bool is_set(const char* text) {
-    return text != nullptr && text[0] != '\0';
-}
 
 // Tells what is lost when the file of a mode was damaged or cannot be used.
 void tell(PER_MODE_E mode, const std::string& directory, const char* contents, const char* option) {
@@ -40,24 +28,6 @@ void tell(PER_MODE_E mode, const std::string& directory, const char* contents, c
 }
 
 }  // namespace
-
-std::string state_directory(const char* wanted) {
-    if (is_set(wanted)) {
-        return absolute(wanted);
-    }
-    const gchar* const own = g_getenv("MOX_STATE_DIR");
-    if (is_set(own)) {
-        return absolute(own);
-    }
-    const gchar* const users = g_getenv("XDG_STATE_HOME");
-    if (is_set(users)) {
-        return absolute(std::string(users) + "/moxd");
-    }
-    if (geteuid() == 0) {
-        return "/var/lib/moxd";
-    }
-    return absolute(std::string(g_get_home_dir()) + "/.local/state/moxd");
-}
 
 Store::Store(const std::string& state_dir, const std::string& volatile_dir) {
     const gint32 status = cfg_store_open(state_dir.c_str(), volatile_dir.c_str());

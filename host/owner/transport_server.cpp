@@ -11,7 +11,7 @@
 #include "owner/call_arguments.hpp"
 #include "owner/start_error.hpp"
 #include "wire/interface.hpp"
-#include "wire/run_directory.hpp"
+#include "wire/directories.hpp"
 
 namespace mox::host {
 namespace {

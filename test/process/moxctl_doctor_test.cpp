@@ -20,10 +20,12 @@
 #include <filesystem>
 
 #include "doctor_findings.hpp"
+#include "wire/directories.hpp"
 
 namespace mox::test {
 namespace {
 
+using host::wire::state_directory;
 using ::testing::AllOf;
 using ::testing::Field;
 using ::testing::HasSubstr;
@@ -40,7 +42,6 @@ using tool::judge_owner;
 using tool::judge_refused_address;
 using tool::judge_segment;
 using tool::judge_take_after_death;
-using tool::state_directory;
 using tool::take_after_death;
 using tool::Verdict;
 
@@ -267,16 +268,16 @@ TEST(DoctorStateDirectory, WarnsThatNothingIsSavedWhenItCannotBeUsed) {
     }
 }
 
-TEST(DoctorStateDirectory, IsTheOneThatTheOwnerWouldTake) {
+TEST(StateDirectory, IsTheFirstThatIsSet) {
     unsetenv("MOX_STATE_DIR");
     unsetenv("XDG_STATE_HOME");
-    EXPECT_EQ(state_directory(""), geteuid() == 0
-                                       ? "/var/lib/moxd"
-                                       : std::string(g_get_home_dir()) + "/.local/state/moxd");
+    EXPECT_EQ(state_directory(nullptr), geteuid() == 0
+                                            ? "/var/lib/moxd"
+                                            : std::string(g_get_home_dir()) + "/.local/state/moxd");
     setenv("XDG_STATE_HOME", "/x/state", 1);
-    EXPECT_EQ(state_directory(""), "/x/state/moxd");
+    EXPECT_EQ(state_directory(nullptr), "/x/state/moxd");
     setenv("MOX_STATE_DIR", "/y", 1);
-    EXPECT_EQ(state_directory(""), "/y");
+    EXPECT_EQ(state_directory(nullptr), "/y");
     EXPECT_EQ(state_directory("/z/../w"), "/w");
     unsetenv("MOX_STATE_DIR");
     unsetenv("XDG_STATE_HOME");

@@ -35,6 +35,9 @@ typedef enum {
 /* Largest message of osal_process_queue_send in bytes, its 4-byte message type included. */
 #define OSAL_QUEUE_MESSAGE_MAX 8268
 
+/* Bytes of messages, without their types, that a queue holds at least where the system lets it. */
+#define OSAL_QUEUE_ROOM 262144
+
 /* Waiting threads that a semaphore can name. */
 #define OSAL_SEM_WAITERS 4
 

@@ -26,7 +26,7 @@ struct Limit {
 constinit Limit limits[] = {
     {"kernel.msgmax", "/proc/sys/kernel/msgmax", OSAL_QUEUE_MESSAGE_MAX - 4,
      "larger messages are refused", false},
-    {"kernel.msgmnb", "/proc/sys/kernel/msgmnb", 262144, "a queue is full early", false},
+    {"kernel.msgmnb", "/proc/sys/kernel/msgmnb", OSAL_QUEUE_ROOM, "a queue is full early", false},
 };
 
 // The limit's value, or -1 when it cannot be read.

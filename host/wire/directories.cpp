@@ -1,8 +1,9 @@
-// Owner and module come to the same directory when neither is told one.
-#include "wire/run_directory.hpp"
+// All programs come to the same directories when they are told none.
+#include "wire/directories.hpp"
 
 #include <gio/gio.h>
 #include <sys/un.h>
+#include <unistd.h>
 
 namespace mox::host::wire {
 namespace {
@@ -31,6 +32,22 @@ std::string run_directory(const char* wanted) {
     }
     const std::string users = variable("XDG_RUNTIME_DIR");
     return users.empty() ? "/run/moxd" : absolute(users + "/moxd");
+}
+
+std::string state_directory(const char* wanted) {
+    if (wanted != nullptr && wanted[0] != '\0') {
+        return absolute(wanted);
+    }
+    const std::string own = variable("MOX_STATE_DIR");
+    if (!own.empty()) {
+        return absolute(own);
+    }
+    const std::string users = variable("XDG_STATE_HOME");
+    if (!users.empty()) {
+        return absolute(users + "/moxd");
+    }
+    return geteuid() == 0 ? "/var/lib/moxd"
+                          : absolute(std::string(g_get_home_dir()) + "/.local/state/moxd");
 }
 
 std::string socket_path(const std::string& run_directory) {

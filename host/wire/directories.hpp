@@ -1,4 +1,4 @@
-// Where owner and modules meet.
+// Where owner and modules meet, and where the owner keeps what it saves.
 #ifndef MOXHOST_WIRE_RUN_DIRECTORY_HPP
 #define MOXHOST_WIRE_RUN_DIRECTORY_HPP
 
@@ -9,6 +9,10 @@ namespace mox::host::wire {
 // The directory that was asked for, or without one $MOX_RUN_DIR, $XDG_RUNTIME_DIR/moxd, /run/moxd:
 // the first that is set. wanted: nullable.
 std::string run_directory(const char* wanted);
+
+// The directory that was asked for, or without one $MOX_STATE_DIR, $XDG_STATE_HOME/moxd,
+// /var/lib/moxd for root, ~/.local/state/moxd: the first that is set. wanted: nullable.
+std::string state_directory(const char* wanted);
 
 std::string socket_path(const std::string& run_directory);
 
