@@ -29,6 +29,16 @@ Semaphore make(State& s) {
     return made;
 }
 
+OSAL_SEM_STATE_S how_it_stands(const SemState& semaphore) {
+    OSAL_SEM_STATE_S result = {};
+    result.holder = semaphore.holder_thread;
+    for (const gint32 thread : semaphore.waiters) {
+        if (result.waiter_count == OSAL_SEM_WAITERS) break;
+        result.waiters[result.waiter_count++] = thread;
+    }
+    return result;
+}
+
 template <typename Value>
 gsize sum(Value SemState::*value) {
     const std::lock_guard lock{state().mutex};
@@ -165,11 +175,19 @@ gint32 osal_process_sem_state(gint32 semid, gint32 member, OSAL_SEM_STATE_S* res
     const std::lock_guard lock{s.mutex};
     const SemState* const semaphore = find(s, semid, member);
     if (semaphore == nullptr) return OSAL_ERR_BAD_ID;
-    *result = {};
-    result->holder = semaphore->holder_thread;
-    for (const gint32 thread : semaphore->waiters) {
-        if (result->waiter_count == OSAL_SEM_WAITERS) break;
-        result->waiters[result->waiter_count++] = thread;
+    *result = how_it_stands(*semaphore);
+    return OSAL_OK;
+}
+
+gint32 osal_process_list_busy(OSAL_BUSY_SEM_S* list, guint32 room, guint32* count) {
+    if (count == nullptr || (list == nullptr && room > 0)) return OSAL_ERR_ARGUMENT;
+    State& s = state();
+    const std::lock_guard lock{s.mutex};
+    *count = 0;
+    for (const auto& [key, semaphore] : s.semaphores) {
+        if (semaphore.holder == std::thread::id{} && semaphore.waiters.empty()) continue;
+        if (*count < room) list[*count] = {key.first, key.second, how_it_stands(semaphore)};
+        ++*count;
     }
     return OSAL_OK;
 }

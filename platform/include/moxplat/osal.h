@@ -49,6 +49,13 @@ typedef struct tag_osal_sem_state {
     gint32 waiters[OSAL_SEM_WAITERS]; /* some of those that wait */
 } OSAL_SEM_STATE_S;
 
+/* A semaphore that is held or waited for. */
+typedef struct tag_osal_busy_sem {
+    gint32 semid;
+    gint32 member;
+    OSAL_SEM_STATE_S state;
+} OSAL_BUSY_SEM_S;
+
 /* How a queue stands. */
 typedef struct tag_osal_queue_state {
     guint64 messages; /* that wait in it */
@@ -171,12 +178,21 @@ MOXPLAT_API gint32 osal_process_find_stale(gint32* found);
 /*
  * Tells who holds a semaphore and who waits for it, as it was a moment ago.
  * semid, member: as for osal_process_sem_p; state: output, not null, set on success only. A holder
- * that died is told until the next take. A thread that waits while OSAL_SEM_WAITERS others do may
- * be left out.
- * Returns OSAL_OK; OSAL_ERR_ARGUMENT; OSAL_ERR_BAD_ID and OSAL_ERR_LIMIT as osal_process_sem_p.
- * Locks: takes none, never waits. Any process.
+ * that died is told until the next take; it is dead also while nobody has reaped its process. A
+ * thread that waits while OSAL_SEM_WAITERS others do may be left out. Returns OSAL_OK;
+ * OSAL_ERR_ARGUMENT; OSAL_ERR_BAD_ID and OSAL_ERR_LIMIT as osal_process_sem_p. Locks: takes none,
+ * never waits. Any process.
  */
 MOXPLAT_API gint32 osal_process_sem_state(gint32 semid, gint32 member, OSAL_SEM_STATE_S* state);
+
+/*
+ * Lists the semaphores that are held or waited for, of every set that this user may look at: what
+ * is needed to see who stands in the way when no process answers that knows what they guard. list:
+ * output of room entries, nullable when room is 0; count: output, not null, how many there are,
+ * which may be more than room. Returns OSAL_OK; OSAL_ERR_ARGUMENT. Locks: takes none, never waits.
+ * Any process.
+ */
+MOXPLAT_API gint32 osal_process_list_busy(OSAL_BUSY_SEM_S* list, guint32 room, guint32* count);
 
 /*
  * Tells how many messages wait in a queue.

@@ -4,12 +4,30 @@
 
 #include "thread_id.hpp"
 
+#include <fcntl.h>
 #include <sys/syscall.h>
+#include <unistd.h>
 #include <cerrno>
+#include <cstdio>
+#include <cstring>
 
 namespace mox::osal {
 
 namespace {
+
+// The state's letter as the system tells it, 0 when it does not. The name before it may hold
+// anything, a bracket too.
+char thread_state(gint32 thread) {
+    char path[32];
+    char text[256] = {};
+    std::snprintf(path, sizeof path, "/proc/%d/stat", thread);
+    const int file = open(path, O_RDONLY | O_CLOEXEC);
+    if (file < 0) return 0;
+    const ssize_t length = read(file, text, sizeof text - 1);
+    close(file);
+    const char* const behind_name = length <= 0 ? nullptr : std::strrchr(text, ')');
+    return behind_name == nullptr || behind_name[1] == 0 ? char{0} : behind_name[2];
+}
 
 std::atomic<gint32>* take_entry(Slot& slot) {
     for (std::atomic<gint32>& entry : slot.waiters) {
@@ -24,7 +42,9 @@ std::atomic<gint32>* take_entry(Slot& slot) {
 
 bool thread_is_alive(gint32 thread) {
     constexpr int no_signal = 0;
-    return syscall(SYS_tkill, thread, no_signal) == 0 || errno != ESRCH;
+    if (syscall(SYS_tkill, thread, no_signal) != 0 && errno == ESRCH) return false;
+    const char state = thread_state(thread);
+    return state != 'Z' && state != 'X';
 }
 
 WaiterNote::WaiterNote(Slot& slot) : entry_(take_entry(slot)) {}

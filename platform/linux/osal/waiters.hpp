@@ -7,7 +7,7 @@
 
 namespace mox::osal {
 
-// False when there is certainly no such thread any more.
+// False when there is no such thread any more, or it has ended and was not reaped yet.
 bool thread_is_alive(gint32 thread);
 
 // Notes the calling thread as waiting for as long as this lives.

@@ -234,6 +234,17 @@ TEST_F(FakeSemaphore, TellsHowItStands) {
     other.join();
     ASSERT_EQ(osal_process_sem_state(one.semid, one.member, &how), OSAL_OK);
     EXPECT_EQ(how.waiter_count, 0U);
+    OSAL_BUSY_SEM_S busy = {};
+    guint32 count = 1;
+    EXPECT_EQ(osal_process_list_busy(&busy, 1, &count), OSAL_OK);
+    EXPECT_EQ(count, 0U);
+    ASSERT_EQ(take(one), OSAL_OK);
+    EXPECT_EQ(osal_process_list_busy(&busy, 1, &count), OSAL_OK);
+    EXPECT_EQ(count, 1U);
+    EXPECT_EQ(busy.semid, one.semid);
+    EXPECT_EQ(busy.state.holder, gettid());
+    EXPECT_EQ(osal_process_list_busy(nullptr, 1, &count), OSAL_ERR_ARGUMENT);
+    ASSERT_EQ(release(one), OSAL_OK);
     EXPECT_EQ(osal_process_sem_state(one.semid, one.member, nullptr), OSAL_ERR_ARGUMENT);
     EXPECT_EQ(osal_process_sem_state(-5, 0, &how), OSAL_ERR_BAD_ID);
 }

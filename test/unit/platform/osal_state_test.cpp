@@ -54,6 +54,7 @@ protected:
 };
 
 using SemaphoreState = LookTest;
+using BusyList = LookTest;
 using QueueState = LookTest;
 
 TEST_F(SemaphoreState, OfAFreeSemaphoreNamesNobody) {
@@ -83,6 +84,20 @@ TEST_F(SemaphoreState, NamesAHolderInAnotherProcessAndSaysWhenItDied) {
     child.kill();
     child.status();
     EXPECT_EQ(look().holder, holder);
+    EXPECT_TRUE(look().holder_is_dead);
+}
+
+TEST_F(SemaphoreState, SaysThatAHolderDiedAlsoBeforeItIsReaped) {
+    ChildProcess child{[this](const Parent& parent) {
+        parent.tell(osal_process_sem_p(semid_, member_));
+        for (;;) pause();
+        return 0;
+    }};
+    ASSERT_EQ(child.hear<gint32>(), OSAL_OK);
+    child.kill();
+    siginfo_t ended = {};
+    ASSERT_EQ(waitid(P_PID, static_cast<id_t>(child.pid()), &ended, WEXITED | WNOWAIT), 0);
+    EXPECT_EQ(look().holder, child.pid());
     EXPECT_TRUE(look().holder_is_dead);
 }
 
@@ -134,6 +149,53 @@ TEST_F(SemaphoreState, OfAnUnknownSemaphoreOrWithoutAPlaceGivesACode) {
     EXPECT_EQ(osal_process_sem_state(semid_, -1, &state), OSAL_ERR_BAD_ID);
     EXPECT_EQ(osal_process_sem_state(semid_, 1 << 20, &state), OSAL_ERR_BAD_ID);
     EXPECT_EQ(osal_process_sem_state(-1, 0, &state), OSAL_ERR_BAD_ID);
+}
+
+TEST_F(BusyList, HasWhatIsHeldAndNothingElse) {
+    gint32 index = -1;
+    gint32 semid = -1;
+    gint32 member = -1;
+    osal_process_sem_create(&index, &semid, &member);
+    OSAL_BUSY_SEM_S list[2] = {};
+    guint32 count = 99;
+    ASSERT_EQ(osal_process_list_busy(list, 2, &count), OSAL_OK);
+    EXPECT_EQ(count, 0U);
+    ASSERT_EQ(osal_process_sem_p(semid, member), OSAL_OK);
+    ASSERT_EQ(osal_process_list_busy(list, 2, &count), OSAL_OK);
+    ASSERT_EQ(count, 1U);
+    EXPECT_EQ(list[0].semid, semid);
+    EXPECT_EQ(list[0].member, member);
+    EXPECT_EQ(list[0].state.holder, gettid());
+    ASSERT_EQ(osal_process_sem_v(semid, member), OSAL_OK);
+}
+
+TEST_F(BusyList, IsSeenFromAProcessThatKnowsNoSemaphore) {
+    ASSERT_EQ(osal_process_sem_p(semid_, member_), OSAL_OK);
+    const gint32 holder = gettid();
+    ChildProcess child{[holder](const Parent&) {
+        OSAL_BUSY_SEM_S seen = {};
+        guint32 count = 0;
+        const gint32 result = osal_process_list_busy(&seen, 1, &count);
+        return result == OSAL_OK && count == 1 && seen.state.holder == holder ? 0 : 1;
+    }};
+    EXPECT_EQ(child.status(), 0);
+    ASSERT_EQ(osal_process_sem_v(semid_, member_), OSAL_OK);
+}
+
+TEST_F(BusyList, CountsWhatItHasNoRoomFor) {
+    gint32 index = -1;
+    gint32 semid = -1;
+    gint32 member = -1;
+    osal_process_sem_create(&index, &semid, &member);
+    ASSERT_EQ(osal_process_sem_p(semid, member), OSAL_OK);
+    ASSERT_EQ(osal_process_sem_p(semid_, member_), OSAL_OK);
+    guint32 count = 0;
+    EXPECT_EQ(osal_process_list_busy(nullptr, 0, &count), OSAL_OK);
+    EXPECT_EQ(count, 2U);
+    EXPECT_EQ(osal_process_list_busy(nullptr, 1, &count), OSAL_ERR_ARGUMENT);
+    EXPECT_EQ(osal_process_list_busy(nullptr, 0, nullptr), OSAL_ERR_ARGUMENT);
+    ASSERT_EQ(osal_process_sem_v(semid, member), OSAL_OK);
+    ASSERT_EQ(osal_process_sem_v(semid_, member_), OSAL_OK);
 }
 
 TEST_F(QueueState, CountsTheMessagesThatWait) {
