@@ -112,6 +112,11 @@ typedef void (*IpcMsgLostFunc)(gint32 ipc_que_id, guint32 msg_type, gint32 resul
  * func: nullable (nobody is told). At start, before other threads send. */
 MOX_API void ipc_msg_set_lost_func(IpcMsgLostFunc func);
 
+/* Tells the lost function of messages that are not even made, because one that was to go out before
+ * them failed. receiver_list: as for ipc_msg_batch, nullable. type: MOX_MSG_TYPE. result: the
+ * failure's code. Any process. */
+MOX_API void ipc_msg_tell_lost(GSList* receiver_list, guint32 type, gint32 result);
+
 /* Discards every message that waits in a queue. ipc_que_id: a negative one is ignored; a removed
  * one ends the work. */
 MOX_API void ipc_clear_queue(gint32 ipc_que_id);

@@ -89,13 +89,17 @@ gint32 ipc_msg_batch(GSList* receiver_list, guint32 type, gsize size, gpointer d
     for (const GSList* item = receiver_list; item != nullptr; item = item->next) {
         const gint32 result = ipc_msg_send(GPOINTER_TO_INT(item->data), type, data, size);
         if (result != MOX_OK) {
-            for (item = item->next; item != nullptr; item = item->next) {
-                tell_lost(GPOINTER_TO_INT(item->data), type, result);
-            }
+            ipc_msg_tell_lost(item->next, type, result);
             return result;
         }
     }
     return MOX_OK;
+}
+
+void ipc_msg_tell_lost(GSList* receiver_list, guint32 type, gint32 result) {
+    for (const GSList* item = receiver_list; item != nullptr; item = item->next) {
+        tell_lost(GPOINTER_TO_INT(item->data), type, result);
+    }
 }
 
 void ipc_msg_set_lost_func(IpcMsgLostFunc func) {

@@ -11,6 +11,20 @@
 #include "lom/event.hpp"
 #include "lom/object_ref.hpp"
 
+namespace {
+
+// Counts as lost what the listeners to these names are not sent.
+void tell_unsent(const CLASS_OBJECT_LIST_S* name, const gchar* property_name, gint32 result) {
+    for (; name != nullptr; name = mox::read_published(name->next)) {
+        GSList* list = nullptr;
+        cls_get_listener_list(name->class_name, property_name, &list);
+        const mox::SListPtr listeners(list);
+        ipc_msg_tell_lost(list, MOX_MSG_PROPERTY_EVENT, result);
+    }
+}
+
+}  // namespace
+
 gint32 _send_property_event(const gchar* class_name, const gchar* object_name,
                             const gchar* property_name, GVariant* property_value) {
     GSList* list = nullptr;
@@ -55,10 +69,17 @@ gint32 lom_property_event(OBJ_HANDLE obj_handle, const gchar* property_name,
         const gint32 result = _send_property_event(name->class_name, name->object_name,
                                                    property_name, property_value);
         if (result != MOX_OK) {
+            tell_unsent(mox::read_published(name->next), property_name, result);
             return result;
         }
     }
     return MOX_OK;
+}
+
+void mox::tell_unsent_event(OBJ_HANDLE obj_handle, const gchar* property_name, gint32 result) {
+    if (const mox::ObjectRef object = mox::find_local(obj_handle)) {
+        tell_unsent(object->name_list, property_name, result);
+    }
 }
 
 gint32 lom_count_event(OBJ_HANDLE object_handle, const gchar* property_name, gboolean send) {

@@ -2,11 +2,19 @@
 #ifndef MOX_LOM_EVENT_HPP
 #define MOX_LOM_EVENT_HPP
 
-#include <glib.h>
+#include <moxlib/moxbase.h>
 
 // Counts and sends one property's event to the queues that listen to the class's property. Returns
 // 0, the listener lookup's code, or the first failing send's (logged).
 gint32 _send_property_event(const gchar* class_name, const gchar* object_name,
                             const gchar* property_name, GVariant* property_value);
+
+namespace mox {
+
+// Counts an event under all of an object's names as lost: it is not sent because one before it
+// failed with this code. An object that is gone has nobody to tell.
+void tell_unsent_event(OBJ_HANDLE obj_handle, const gchar* property_name, gint32 result);
+
+}  // namespace mox
 
 #endif

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "base/glib_ptr.hpp"
+#include "lom/event.hpp"
 #include "lom/hooks.hpp"
 #include "lom/new_value.hpp"
 #include "lom/object_ref.hpp"
@@ -70,7 +71,7 @@ gint32 force(const OBJECT_HEAD_S& object, SERIALISED_PROPERTY_S& property,
 struct Override {
     gboolean& is_taken;  // a value passed its checks
     std::vector<Referrer> referrers;
-    mox::VariantPtr announced;  // the value as listeners are told of it
+    mox::VariantPtr announced;  // the value as listeners are told of it; null before they are
 };
 
 // Works at the property that is named, or at the end of the references from there, which are
@@ -109,9 +110,12 @@ gint32 override_target(OBJ_HANDLE handle, const gchar* name, GVariant* new_value
                 return value.code();
             }
             done.is_taken = TRUE;
-            done.announced.reset(g_variant_ref(value.get()));
             result = force(*object, *property, value);
-            return result != MOX_OK ? result : lom_property_event(handle, name, value.get(), TRUE);
+            if (result != MOX_OK) {
+                return result;
+            }
+            done.announced.reset(g_variant_ref(value.get()));
+            return lom_property_event(handle, name, value.get(), TRUE);
         }
         object.reset();
         handle = lom_get_object_handle(next.object_name);
@@ -131,8 +135,11 @@ gint32 lom_override_property_value(OBJ_HANDLE obj_handle, const gchar* property_
     Override done{modified == nullptr ? unasked : *modified, {}, nullptr};
     gint32 result = override_target(obj_handle, property_name, property_value, mode, done);
     // Whoever listens to a reference is told, too, from the target outwards.
-    for (auto at = done.referrers.rbegin();
-         at != done.referrers.rend() && result == MOX_OK && done.is_taken; ++at) {
+    for (auto at = done.referrers.rbegin(); at != done.referrers.rend() && done.announced; ++at) {
+        if (result != MOX_OK) {
+            mox::tell_unsent_event(at->handle, at->property_name.c_str(), result);
+            continue;
+        }
         result =
             lom_property_event(at->handle, at->property_name.c_str(), done.announced.get(), TRUE);
     }

@@ -319,6 +319,7 @@ static void call_message_functions(CLS_HANDLE fan) {
     CHECK(ipc_msg_delobj_event(queue, 9) == 0);
     CHECK(ipc_msg_property_event(ports, "Fan1", "Speed", "i", 4, value) == 0);
     ipc_msg_set_lost_func(NULL);
+    ipc_msg_tell_lost(ports, MOX_MSG_DUMP, MOX_ERR_INTERNAL);
     ipc_msg_newobj_init();
     ipc_msg_collect_obj(queue, fan, names);
     ipc_msg_newobj_event(9);

@@ -267,6 +267,21 @@ TEST_F(GroupEvent, SendsNothingForTheThirdNameWhenTheSecondFails) {
     EXPECT_EQ(fake::osal::send_calls(), 2U);
 }
 
+TEST_F(GroupEvent, IsLostForTheNameThatFailedAndThoseBehindIt) {
+    static std::vector<gint32> lost;
+    lost.clear();
+    listen("Three", "Speed", 10);
+    ipc_msg_set_lost_func([](gint32 port, guint32 type, gint32 result) {
+        EXPECT_EQ(type, guint32{MOX_MSG_PROPERTY_EVENT});
+        EXPECT_EQ(result, -1234);
+        lost.push_back(port);
+    });
+    fake::osal::fail_sends_to(8, -1234);
+    EXPECT_EQ(send_quietly(TRUE), -1234);
+    ipc_msg_set_lost_func(nullptr);
+    EXPECT_EQ(lost, (std::vector<gint32>{8, 10, 9}));
+}
+
 TEST_F(GroupEvent, LogsTheNameThatFailed) {
     fake::osal::fail_sends_to(8, -1234);
     EXPECT_EQ(messages_of([this] { send(TRUE); }),

@@ -77,6 +77,32 @@ TEST_F(ReferenceOverride, IsAnnouncedFromTheTargetOutwards) {
                                     "9: View.Twin = uint32 9"}));
 }
 
+TEST_F(ReferenceOverride, WhoseTargetCannotBeAnnouncedIsLostForThoseBehindIt) {
+    static std::vector<gint32> lost;
+    lost.clear();
+    add_middle();
+    ipc_msg_set_lost_func([](gint32 port, guint32, gint32 result) {
+        EXPECT_EQ(result, -1234);
+        lost.push_back(port);
+    });
+    fake::osal::fail_send(1, -1234);
+    gint32 code = 0;
+    messages_of([&] { code = force_view(); });
+    ipc_msg_set_lost_func(nullptr);
+    EXPECT_EQ(code, -1234);
+    EXPECT_EQ(stored_value("Fan1", "Speed"), "uint32 9");
+    ASSERT_EQ(lost.size(), 3U);
+    EXPECT_EQ(lost[1], 4) << "the middle, whose listener is 4, comes before the view";
+}
+
+TEST_F(ReferenceOverride, ThatForcesNothingLosesNothing) {
+    static int lost = 0;
+    ipc_msg_set_lost_func([](gint32, guint32, gint32) { ++lost; });
+    EXPECT_NE(override_with("View", "Twin", g_variant_new_string("x"), &modified_), 0);
+    ipc_msg_set_lost_func(nullptr);
+    EXPECT_EQ(lost, 0);
+}
+
 TEST_F(ReferenceOverride, CountsOneEventForEachObjectOnTheWay) {
     add_middle();
     force_view();
