@@ -5,6 +5,12 @@
 namespace mox::tool {
 namespace {
 
+void throw_if_silent(const ErrorHolder& error) {
+    if (error.is(MOXHOST_ERROR, MOXHOST_ERROR_TIMEOUT)) {
+        throw OwnerSilent(error.text());
+    }
+}
+
 MoxHostModule* join(const Call& call) {
     const gchar* const run_dir = call.run_dir.empty() ? nullptr : call.run_dir.c_str();
     const std::string name = "moxctl-" + std::to_string(getpid());
@@ -12,6 +18,7 @@ MoxHostModule* join(const Call& call) {
     MoxHostModule* const module =
         moxhost_join(run_dir, name.c_str(), MODULE_INTERFACE, error.out());
     if (module == nullptr) {
+        throw_if_silent(error);
         const bool is_absent = error.is(MOXHOST_ERROR, MOXHOST_ERROR_NO_OWNER);
         throw Failed(error.text() + (is_absent ? ", or name its directory with --run-dir" : ""));
     }
@@ -22,6 +29,7 @@ MoxHostModule* join(const Call& call) {
 template <typename List, typename Info>
 List owned(Info* infos, gsize count, const ErrorHolder& error, const std::string& unknown = "") {
     if (infos == nullptr) {
+        throw_if_silent(error);
         const bool is_unknown = error.is(MOXHOST_ERROR, MOXHOST_ERROR_NOT_FOUND);
         throw Failed(is_unknown ? unknown : error.text());
     }

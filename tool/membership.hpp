@@ -13,11 +13,17 @@
 
 namespace mox::tool {
 
+// The owner is there and does not answer: stopped, or it waits for a lock itself.
+class OwnerSilent : public Failed {
+public:
+    using Failed::Failed;
+};
+
 // Joins as "moxctl-PID" of the type MODULE_INTERFACE and leaves at the end of the scope. One for
 // each process, because a process joins once.
 class Membership {
 public:
-    // Throws Failed: no owner, another word size, no answer in time.
+    // Throws Failed: no owner, another word size; OwnerSilent.
     explicit Membership(const Call& call);
     ~Membership();
     Membership(const Membership&) = delete;
@@ -53,7 +59,7 @@ using PropertyInfos = InfoList<MoxHostPropertyInfo, FreePropertyInfos>;
 using ModuleInfos = InfoList<MoxHostModuleInfo>;
 using LockInfos = InfoList<MoxHostLockInfo>;
 
-// The lists of moxhost/operator.h. They throw Failed, with what to do.
+// The lists of moxhost/operator.h. They throw Failed, with what to do, and OwnerSilent.
 ObjectInfos object_infos(const Membership& owner, const std::string& class_name = "");  // "": all
 ClassInfos class_infos(const Membership& owner);
 PropertyInfos property_infos(const Membership& owner, const std::string& object);

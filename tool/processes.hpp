@@ -13,6 +13,7 @@ namespace mox::tool {
 
 class ProcessNames {
 public:
+    ProcessNames() = default;  // of programs only
     explicit ProcessNames(const Membership& owner);
 
     // The name of the module that a process has joined as, else the program's; "" for neither.

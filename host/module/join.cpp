@@ -17,9 +17,9 @@
 #include "module/owner_link.hpp"
 #include "module/pool_attach.hpp"
 #include "module/store_hooks.hpp"
+#include "wire/directories.hpp"
 #include "wire/interface.hpp"
 #include "wire/record_layout.hpp"
-#include "wire/directories.hpp"
 
 namespace mox::host {
 namespace {
@@ -171,7 +171,7 @@ MoxHostModule* moxhost_join(const gchar* run_dir, const gchar* module_name,
     }
     pub_log_init(nullptr, g_intern_string(module_name));
     MoxHostModule* const module =
-        join(wire::run_directory(run_dir), module_name, module_type, error);
+        join(wire::owner_directory(run_dir), module_name, module_type, error);
     life.store(module == nullptr ? Life::new_born : Life::joined);
     return module;
 }

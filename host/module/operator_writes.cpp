@@ -42,5 +42,10 @@ gboolean moxhost_operator_cancel(MoxHostModule*, const gchar* object_name,
     }
     gint32 status = MOX_OK;
     g_variant_get(reply.get(), wire::status_reply, &status);
+    if (is_of_driver(status)) {
+        set_write_error(object_name, property_name, "has its override ended, but cannot be read",
+                        status, error);
+        return FALSE;
+    }
     return is_done(status, object_name, property_name, error) ? TRUE : FALSE;
 }

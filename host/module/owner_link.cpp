@@ -5,8 +5,8 @@
 #include <unistd.h>
 
 #include "module/host_error.hpp"
-#include "wire/interface.hpp"
 #include "wire/directories.hpp"
+#include "wire/interface.hpp"
 
 namespace mox::host {
 namespace {
@@ -67,7 +67,8 @@ void set_connect_error(const GError& cause, const std::string& run_dir, GError**
     if (g_error_matches(&cause, G_IO_ERROR, G_IO_ERROR_CANCELLED) != FALSE) {
         set_error(error, MOXHOST_ERROR_TIMEOUT,
                   "the owner at " + where + " did not answer within " +
-                      std::to_string(MOXHOST_CALL_TIMEOUT_MS) + " ms; see whether it is stopped");
+                      std::to_string(MOXHOST_CALL_TIMEOUT_MS) +
+                      " ms; see whether it is stopped, or waits for an object's lock");
     } else {
         set_error(error, MOXHOST_ERROR_NO_OWNER,
                   "no owner at " + where + ": " + cause.message +
@@ -101,7 +102,8 @@ void set_call_error(const char* method, GError& cause, GError** error) {
     } else if (g_error_matches(&cause, G_IO_ERROR, G_IO_ERROR_TIMED_OUT) != FALSE) {
         set_error(error, MOXHOST_ERROR_TIMEOUT,
                   call + ": the owner did not answer within " +
-                      std::to_string(MOXHOST_CALL_TIMEOUT_MS) + " ms");
+                      std::to_string(MOXHOST_CALL_TIMEOUT_MS) +
+                      " ms; see whether it is stopped, or waits for an object's lock");
     } else {
         set_error(error, MOXHOST_ERROR_LOST,
                   call + ": " + message_of(cause) + "; the connection to the owner is gone");

@@ -1,5 +1,7 @@
 #include "module/property_write.hpp"
 
+#include <moxplat/driver.h>
+
 #include "wire/interface.hpp"
 #include "wire/status_text.hpp"
 #include "wire/value_copy.hpp"
@@ -21,13 +23,28 @@ VariantPtr taken(GVariant* value) {
     return VariantPtr(value == nullptr ? nullptr : g_variant_ref_sink(value));
 }
 
+bool is_of_driver(gint32 status) {
+    return status <= DRIVER_ERR_BAD_ARGUMENT && status >= DRIVER_ERR_REFUSED;
+}
+
+void set_write_error(const gchar* object_name, const gchar* property_name, const char* outcome,
+                     gint32 status, GError** error) {
+    set_status_error(error, status,
+                     std::string("property \"") + object_name + '.' + property_name + "\" " +
+                         outcome + ": " + wire::status_text(status));
+}
+
 bool is_done(gint32 status, const gchar* object_name, const gchar* property_name, GError** error) {
     if (status >= MOX_OK) {
         return true;
     }
-    set_status_error(error, status,
-                     std::string("property \"") + object_name + '.' + property_name +
-                         "\" not written: " + wire::status_text(status));
+    // Persistence and the hardware come after the store and the announcement.
+    const bool is_of_store =
+        status >= PER_ERROR_PARA_0_INVALID && status <= PER_ERROR_CLEAR_CFG_FLAG;
+    const char* const outcome = is_of_store            ? "written, but not saved"
+                                : is_of_driver(status) ? "written, but not in its hardware"
+                                                       : "not written";
+    set_write_error(object_name, property_name, outcome, status, error);
     return false;
 }
 

@@ -16,6 +16,13 @@ bool check_value(GVariant* value, GError** error);
 // Takes the caller's floating reference, or one of its own; null for null.
 VariantPtr taken(GVariant* value);
 
+// Whether a status comes from the hardware's driver.
+bool is_of_driver(gint32 status);
+
+// Says what became of a property, in words behind its name, and the status.
+void set_write_error(const gchar* object_name, const gchar* property_name, const char* outcome,
+                     gint32 status, GError** error);
+
 // True for a success; otherwise error says which property, what failed and the code.
 bool is_done(gint32 status, const gchar* object_name, const gchar* property_name, GError** error);
 

@@ -30,17 +30,21 @@ bool is_reference(const SERIALISED_PROPERTY_S& property) {
     return property.type[0] == 's' && property.type[3] == PUB_REFERENCE_MARKER;
 }
 
-// The text that a property of type "s" has in memory; "" when it cannot be read.
-std::string stored_text(const gchar* object, const gchar* property) {
-    TLV_S value = {};
-    std::string text;
-    if (lom_get_property_memory_data(lom_name_to_handle(object), property, &value) == MOX_OK &&
-        value.data != nullptr) {
-        const auto* const bytes = static_cast<const char*>(value.data);
-        text.assign(bytes, strnlen(bytes, value.size));
+// The text that a property of type "s" has in memory. The object's lock is not taken, because a
+// listing must not wait for who holds it: a text that changes meanwhile may be told half changed.
+// Only the owner's own thread, this one, moves a value to other memory.
+std::string stored_text(SERIALISED_PROPERTY_S& property) {
+    const auto* const bytes = static_cast<const char*>(property.data);
+    const gsize size = std::min(read_now(property.size), read_now(property.capacity));
+    return bytes == nullptr ? std::string() : std::string(bytes, strnlen(bytes, size));
+}
+
+SERIALISED_PROPERTY_S* find_property(const OBJECT_HEAD_S& record, const char* name) {
+    SERIALISED_PROPERTY_S* property = record.property_entry;
+    while (property != nullptr && g_strcmp0(property->name, name) != 0) {
+        property = property->next_ptr;
     }
-    g_free(value.data);
-    return text;
+    return property;
 }
 
 struct Source {
@@ -48,12 +52,13 @@ struct Source {
     std::string text;
 };
 
-Source source_of(const OBJECT_HEAD_S& record, const SERIALISED_PROPERTY_S& property) {
+Source source_of(const OBJECT_HEAD_S& record, SERIALISED_PROPERTY_S& property) {
     if (is_reference(property)) {
-        return {wire::SourceKind::property, stored_text(record.object_name, property.name)};
+        return {wire::SourceKind::property, stored_text(property)};
     }
     if (is_formula_result(record.class_name, property.name)) {
-        return {wire::SourceKind::formula, stored_text(record.object_name, expression_formula)};
+        SERIALISED_PROPERTY_S* const formula = find_property(record, expression_formula);
+        return {wire::SourceKind::formula, formula == nullptr ? "" : stored_text(*formula)};
     }
     if (property.accessor != nullptr && property.accessor[0] != '\0') {
         return {wire::SourceKind::hardware, property.accessor};
@@ -163,14 +168,15 @@ void ModelListing::add_property(GVariantBuilder& list, const OBJECT_HEAD_S& reco
                                     : model_.follow(record.object_name, property.name);
     const PersistMode persist =
         place.property == nullptr ? PersistMode::none : place.property->persist;
-    const gint32 events =
-        lom_get_property_change_cnt(lom_name_to_handle(record.object_name), property.name, TRUE);
+    // A counter of 32 bits; the property is there, so no code of failure can come.
+    const auto events = static_cast<guint32>(
+        lom_get_property_change_cnt(lom_name_to_handle(record.object_name), property.name, TRUE));
     g_variant_builder_add(
         &list, wire::property_info, property.name, type.c_str(), static_cast<gint32>(source.kind),
         source.text.c_str(), read_now(property.state.all),
         static_cast<guint32>(read_now(property.size)),
         static_cast<guint32>(read_now(property.capacity)), static_cast<gint32>(persist),
-        listeners_of(record.class_name, property.name), static_cast<guint64>(std::max(events, 0)));
+        listeners_of(record.class_name, property.name), guint64{events});
 }
 
 GVariant* ModelListing::property_infos(const std::string& object) const {

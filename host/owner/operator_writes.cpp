@@ -3,6 +3,7 @@
 #include "owner/operator_writes.hpp"
 
 #include <lom.h>
+#include <moxplat/osal.h>
 
 #include <atomic>
 
@@ -55,6 +56,23 @@ Write write_of(const ModelIndex& model, GVariant* arguments) {
     return {is_too_long ? MOX_ERR_MESSAGE_TOO_BIG : MOX_OK, place, std::move(value)};
 }
 
+// Has the true value take the forced one's place, as far as it comes from hardware or a formula.
+gint32 read_anew(OBJ_HANDLE handle, const char* property) {
+    GVariant* value = nullptr;
+    const gint32 status = lom_get_property_value(handle, property, TRUE, &value, FALSE);
+    if (status == MOX_OK) {
+        g_variant_unref(g_variant_ref_sink(value));
+    }
+    return status;
+}
+
+// Whether a write that was done failed at telling a listener: such a loss is counted where it
+// happens, as it is for every other write.
+bool is_of_announcement(gint32 status) {
+    return status == MOX_ERR_MESSAGE_TOO_BIG ||
+           (status <= OSAL_ERR_EMPTY && status >= OSAL_ERR_SYSTEM);
+}
+
 }  // namespace
 
 OperatorWrites::OperatorWrites(const ModelIndex& model) : model_(model) {}
@@ -87,9 +105,11 @@ gint32 OperatorWrites::override_value(GVariant* arguments) const {
         return write.verdict;
     }
     // By the names that were given: who refers to the property on the way is announced, too.
-    return lom_override_property_value(lom_name_to_handle(string_at(arguments, 0)),
-                                       string_at(arguments, 1), write.value.get(),
-                                       PROPERTY_OVERRIDE, nullptr);
+    gboolean is_taken = FALSE;
+    const gint32 status = lom_override_property_value(lom_name_to_handle(string_at(arguments, 0)),
+                                                      string_at(arguments, 1), write.value.get(),
+                                                      PROPERTY_OVERRIDE, &is_taken);
+    return is_taken != FALSE && is_of_announcement(status) ? static_cast<gint32>(MOX_OK) : status;
 }
 
 GVariant* OperatorWrites::cancel(GVariant* arguments) const {
@@ -106,9 +126,11 @@ GVariant* OperatorWrites::cancel(GVariant* arguments) const {
         refuse(wire::error_state, place.object->name + '.' + place.property->name +
                                       " is not overridden; there is nothing to cancel");
     }
-    return status_value(lom_override_property_value(lom_name_to_handle(place.object->name.c_str()),
-                                                    place.property->name.c_str(), nullptr,
-                                                    PROPERTY_CANCEL_OVERRIDE, nullptr));
+    const OBJ_HANDLE handle = lom_name_to_handle(place.object->name.c_str());
+    const char* const name = place.property->name.c_str();
+    const gint32 status =
+        lom_override_property_value(handle, name, nullptr, PROPERTY_CANCEL_OVERRIDE, nullptr);
+    return status_value(status != MOX_OK ? status : read_anew(handle, name));
 }
 
 }  // namespace mox::host

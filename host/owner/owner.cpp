@@ -13,8 +13,8 @@
 #include "owner/lost_messages.hpp"
 #include "owner/read_stamps.hpp"
 #include "owner/start_error.hpp"
-#include "wire/interface.hpp"
 #include "wire/directories.hpp"
+#include "wire/interface.hpp"
 
 namespace mox::host {
 namespace {

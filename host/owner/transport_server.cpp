@@ -10,8 +10,8 @@
 
 #include "owner/call_arguments.hpp"
 #include "owner/start_error.hpp"
-#include "wire/interface.hpp"
 #include "wire/directories.hpp"
+#include "wire/interface.hpp"
 
 namespace mox::host {
 namespace {

@@ -20,6 +20,10 @@ std::string absolute(const std::string& path) {
     return result;
 }
 
+bool exists(const std::string& path) {
+    return g_file_test(path.c_str(), G_FILE_TEST_EXISTS) != FALSE;
+}
+
 }  // namespace
 
 std::string run_directory(const char* wanted) {
@@ -32,6 +36,14 @@ std::string run_directory(const char* wanted) {
     }
     const std::string users = variable("XDG_RUNTIME_DIR");
     return users.empty() ? "/run/moxd" : absolute(users + "/moxd");
+}
+
+std::string owner_directory(const char* wanted, const std::string& of_system) {
+    const std::string first = run_directory(wanted);
+    const bool is_chosen =
+        (wanted != nullptr && wanted[0] != '\0') || !variable("MOX_RUN_DIR").empty();
+    return !is_chosen && !exists(socket_path(first)) && exists(socket_path(of_system)) ? of_system
+                                                                                       : first;
 }
 
 std::string state_directory(const char* wanted) {

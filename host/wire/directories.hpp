@@ -10,6 +10,11 @@ namespace mox::host::wire {
 // the first that is set. wanted: nullable.
 std::string run_directory(const char* wanted);
 
+// Where a program that joins finds the owner: as run_directory, but when nobody chose and no
+// owner's socket lies in $XDG_RUNTIME_DIR/moxd, then in the system's directory if one lies there.
+// So a session of its own sees the owner that the machine started.
+std::string owner_directory(const char* wanted, const std::string& of_system = "/run/moxd");
+
 // The directory that was asked for, or without one $MOX_STATE_DIR, $XDG_STATE_HOME/moxd,
 // /var/lib/moxd for root, ~/.local/state/moxd: the first that is set. wanted: nullable.
 std::string state_directory(const char* wanted);

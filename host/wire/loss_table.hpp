@@ -2,7 +2,8 @@
 // counts.
 //
 // An entry belongs to a bitmap id. The owner writes its queue when a module joins or leaves; every
-// process adds to its count. A message that fails while a module leaves may be counted for nobody.
+// process adds to its count. A message that fails while a module leaves may be counted for nobody,
+// or for the next module with its id.
 #ifndef MOXHOST_WIRE_LOSS_TABLE_HPP
 #define MOXHOST_WIRE_LOSS_TABLE_HPP
 

@@ -1,5 +1,7 @@
 // Writes that the owner does for a person, to objects of any module.
 #include <moxhost/operator.h>
+#include <moxplat/driver.h>
+#include <moxplat/osal.h>
 
 #include "host_write_model.hpp"
 
@@ -148,9 +150,56 @@ TEST_F(OperatorOverride, HidesTheHardwareUntilTheNextReadAfterItsEnd) {
     ASSERT_TRUE(moxhost_refresh(module_.get(), nullptr));
     EXPECT_EQ(value_of("Tank", "Level"), "-1");
     EXPECT_EQ(cancel("Tank", "Level").text(), "");
-    EXPECT_EQ(value_of("Tank", "Level"), "-1");
-    ASSERT_TRUE(moxhost_refresh(module_.get(), nullptr));
     EXPECT_EQ(value_of("Tank", "Level"), "5");
+}
+
+TEST_F(OperatorOverride, WhoseListenerCannotBeToldIsDoneAndTheLossCounted) {
+    join_as_operator();
+    ASSERT_TRUE(moxhost_listen(module_.get(), "Plan", "Steps", nullptr));
+    // Stored by the owner, but longer than a message.
+    EXPECT_EQ(force("Breakfast", "Steps", numbers(3000, 5)), "");
+    EXPECT_EQ(value_of("Breakfast", "Steps").substr(0, 5), "[5, 5");
+    EXPECT_EQ(cancel("Breakfast", "Steps").text(), "");
+}
+
+TEST_F(OperatorOverride, OfAPropertyWithAFullListenerIsDoneAndTheLossCounted) {
+    join_as_operator();
+    RawPeer peer(owner_);
+    ASSERT_NE(peer.join("guest").rfind("error", 0), 0U);
+    ASSERT_EQ(peer.call("Listen", g_variant_new("(ss)", "Stove", "Now")), "()");
+    MoxHostModuleInfo* infos = moxhost_module_infos(module_.get(), nullptr, nullptr);
+    ASSERT_STREQ(infos[2].name, "guest");
+    const gint32 filler = 1;
+    while (osal_process_queue_send(infos[2].queue_id, &filler, sizeof filler) == OSAL_OK) {
+    }
+    g_free(infos);
+    EXPECT_EQ(force("Oven", "Now", g_variant_new_int32(9)), "");
+    EXPECT_EQ(value_of("Oven", "Now"), "9");
+    infos = moxhost_module_infos(module_.get(), nullptr, nullptr);
+    EXPECT_EQ(infos[2].events_lost, 1U);
+    g_free(infos);
+}
+
+TEST_F(OperatorCancel, SaysWhenTheHardwareCannotBeReadAndEndsTheOverride) {
+    join_as_operator();
+    EXPECT_EQ(force("Tank", "Level", g_variant_new_int32(-1)), "");
+    owner_.dir().write("chip", "hot\n");
+    EXPECT_EQ(cancel("Tank", "Level").status(), DRIVER_ERR_MALFORMED);
+    EXPECT_NE(error_->text().find("has its override ended, but cannot be read"), std::string::npos)
+        << error_->text();
+    EXPECT_EQ(cancel("Tank", "Level").code(), MOXHOST_ERROR_STATE);
+    owner_.set_level(6);
+    ASSERT_TRUE(moxhost_refresh(module_.get(), nullptr));
+    EXPECT_EQ(value_of("Tank", "Level"), "6");
+}
+
+TEST_F(OperatorSet, WhoseHardwareFailsSaysThatTheValueIsStored) {
+    join_as_operator();
+    owner_.dir().write("dial", "");
+    std::filesystem::remove(owner_.dir().path("dial"));
+    const std::string text = set("Oven", "Dial", g_variant_new_int32(8));
+    EXPECT_NE(text.find("written, but not in its hardware"), std::string::npos) << text;
+    EXPECT_EQ(value_of("Oven", "Dial"), "8");
 }
 
 TEST_F(OperatorOverride, RefusesWrongTypesAndUnknownNames) {
@@ -197,7 +246,7 @@ TEST(HostErrorStatus, IsNoneForErrorsWithoutOneAndOfOthers) {
 TEST_F(OperatorCancel, WithoutAnOverrideSaysSo) {
     join_as_operator();
     EXPECT_EQ(cancel("Oven", "Now").code(), MOXHOST_ERROR_STATE);
-    EXPECT_EQ(error_->text().find("Oven.Now is not overridden") == std::string::npos, false)
+    EXPECT_NE(error_->text().find("Oven.Now is not overridden"), std::string::npos)
         << error_->text();
     EXPECT_EQ(cancel("Nobody", "Now").code(), MOXHOST_ERROR_FAILED);
     EXPECT_EQ(cancel("Oven", "Nothing").code(), MOXHOST_ERROR_FAILED);

@@ -19,14 +19,14 @@ class MoxctlResources : public ::testing::Test {
 protected:
     void SetUp() override { ASSERT_TRUE(owner_.start()) << owner_.process().errors(); }
 
-    // What a command prints; it must end well.
-    std::string run(const std::vector<std::string>& words) {
+    // What a command prints; it must end with this exit code.
+    std::string run(const std::vector<std::string>& words, int exit_code = 0) {
         std::vector<std::string> command{MOXCTL_PATH, "--run-dir", owner_.run_dir()};
         command.insert(command.end(), words.begin(), words.end());
         const std::string number = std::to_string(++runs_);
         ChildProcess process(command, owner_.dir().path("stdout" + number),
                              owner_.dir().path("stderr" + number));
-        EXPECT_EQ(process.wait(), 0) << process.errors();
+        EXPECT_EQ(process.wait(), exit_code) << process.errors();
         return process.output();
     }
 
@@ -77,6 +77,22 @@ TEST_F(MoxctlResources, LocksTellTheModulesThatHoldAndWait) {
     EXPECT_THAT(json, HasSubstr("\"dead\" : false"));
     kill(waiter, SIGKILL);
     waitpid(waiter, nullptr, 0);
+}
+
+TEST_F(MoxctlResources, LocksTellForWhatTheOwnerItselfWaits) {
+    const Neighbour holder([this] { hold(owner_, "holder"); });
+    in_module(owner_, "asker", [](MoxHostModule* module) {
+        HostError error;
+        EXPECT_FALSE(moxhost_refresh(module, error.out()));
+        EXPECT_EQ(error.code(), MOXHOST_ERROR_TIMEOUT) << error.text();
+    });
+    const std::string people = run({"locks"}, 1);
+    const std::string pid = std::to_string(holder.pid());
+    const std::string owner = std::to_string(owner_.process().pid());
+    EXPECT_THAT(people, HasSubstr("(process " + pid + ", thread " + pid + ")  moxd (process " +
+                                  owner + ", thread " + owner + ")\n"));
+    EXPECT_THAT(people, HasSubstr("\n?  "));
+    EXPECT_THAT(run({"locks", "--json"}, 1), HasSubstr("\"object\" : null"));
 }
 
 TEST_F(MoxctlResources, LocksOfADeadHolderAreToldAsSuchUntilTheyAreTaken) {

@@ -43,9 +43,10 @@ typedef struct MoxHostModule MoxHostModule;
 /* Gives the quark behind MOXHOST_ERROR. Any thread. */
 MOXHOST_API GQuark moxhost_error_quark(void);
 
-/* Gives the status with which a write or a save failed: a code of mox_status, of persistence, of the
- * driver or of the operating-system layer. error: nullable. Returns MOX_OK for an error that comes
- * from no status, or from no call of this library. Any thread. */
+/* Gives the status with which a call that writes a property, here or in operator.h, failed: a code
+ * of mox_status, of persistence, of the driver or of the operating-system layer. error: nullable.
+ * Returns MOX_OK for an error that comes from no status, or from no call of this library. Any
+ * thread. */
 MOXHOST_API gint32 moxhost_error_status(const GError* error);
 
 /* Joins the owner: compares word size and record layouts, gets a bitmap id, a message queue and the
@@ -55,7 +56,8 @@ MOXHOST_API gint32 moxhost_error_status(const GError* error);
  * the module's name from then on, and SHAMRE_MEMORY_SIZE is set to the pool's size when it is
  * another: join before other threads use the environment. The copies of objects whose class belongs
  * to module_name are writable. run_dir: the owner's run directory; null means $MOX_RUN_DIR, else
- * $XDG_RUNTIME_DIR/moxd, else /run/moxd. module_name: 1 to 31 characters, unique among the joined
+ * $XDG_RUNTIME_DIR/moxd, else /run/moxd, which is looked at also when no owner's socket lies in
+ * $XDG_RUNTIME_DIR/moxd. module_name: 1 to 31 characters, unique among the joined
  * modules. error: nullable. Returns the module, released by moxhost_leave; null with error set. */
 MOXHOST_API MoxHostModule* moxhost_join(const gchar* run_dir, const gchar* module_name,
                                         MOX_MODULE_TYPE module_type, GError** error);

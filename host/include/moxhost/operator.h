@@ -67,7 +67,9 @@ typedef struct {
     guint32 capacity;   /* bytes that fit */
     PER_MODE_E persist; /* as the profile says; PER_MODE_NOSUPPORT for not saved */
     gchar** listeners;  /* names of the modules that listen to it, null-terminated, sorted */
-    guint64 events;     /* that the owner has sent since it made the object, one for each change */
+    guint64 events;     /* changes that the owner has announced since it made the object, whether
+                           anybody listened or not; not those that a module writes itself. After
+                           4294967295 it begins anew */
 } MoxHostPropertyInfo;
 
 /* Lists an object's properties, in class order. object_name: also a collection's. Freed with
@@ -113,8 +115,9 @@ typedef struct {
     guint32 waiter_count;
 } MoxHostLockInfo;
 
-/* Lists the locks of the objects that are there. all: FALSE gives only those that are held or
- * waited for. Takes no lock. Freed with g_free. Returns null with error set. */
+/* Lists the locks of the objects that are there, but those that cannot be looked at. all: FALSE
+ * gives only those that are held or waited for. Takes no lock. Freed with g_free. Returns null with
+ * error set. */
 MOXHOST_API MoxHostLockInfo* moxhost_lock_infos(MoxHostModule* module, gboolean all, gsize* count,
                                                 GError** error);
 
@@ -139,21 +142,26 @@ MOXHOST_API gboolean moxhost_pool_info(MoxHostModule* module, MoxHostPoolInfo* i
 /* Has the owner write a property of any object, through its accessor too when it has one that may
  * be written; saved under the mode that the profile gives. A reference is written at its target.
  * value: not null; a floating one is consumed. Returns FALSE with error set: MOXHOST_ERROR_FAILED
- * names the status; when the save alone failed, the value is stored and announced nevertheless. */
+ * names the status. One of persistence or of the driver tells that the value is stored and
+ * announced nevertheless, but not saved, or not in the hardware; what is not saved does not go
+ * there. After a time-out the owner may still do it. */
 MOXHOST_API gboolean moxhost_operator_set(MoxHostModule* module, const gchar* object_name,
                                           const gchar* property_name, GVariant* value,
                                           GError** error);
 
 /* Has the owner force a property's value until it is cancelled: every read shows it, writes are
- * refused. A reference is overridden at its target. value: as for moxhost_operator_set. Returns
+ * refused. A listener that cannot be told of it is a lost message and no failure. A reference is
+ * overridden at its target. value: as for moxhost_operator_set. Returns
  * FALSE with error set, as moxhost_operator_set. */
 MOXHOST_API gboolean moxhost_operator_override(MoxHostModule* module, const gchar* object_name,
                                                const gchar* property_name, GVariant* value,
                                                GError** error);
 
-/* Has the owner end an override, at its target for a reference. The forced value stays until the
- * next live read or write. Returns FALSE with error set: MOXHOST_ERROR_STATE when the property is
- * not overridden. */
+/* Has the owner end an override, at its target for a reference, and read the property anew. What
+ * comes from memory keeps the forced value until the next write, what comes from a formula until an
+ * input changes. Returns FALSE with error set: MOXHOST_ERROR_STATE when the property is not
+ * overridden; MOXHOST_ERROR_FAILED with a status of the driver when the hardware cannot be read:
+ * the override has ended, and the forced value stays until it can. */
 MOXHOST_API gboolean moxhost_operator_cancel(MoxHostModule* module, const gchar* object_name,
                                              const gchar* property_name, GError** error);
 
