@@ -70,7 +70,7 @@ abi-record: ## accept the interface as it is now: writes abi/
 	@tools/check-abi.sh --accept $$(tools/wordsizes.sh abi | sed -E 's/([0-9]+)/\1-release/g')
 
 docs: ## the public headers and the pages as HTML in build/docs; fails on what has no comment
-	@command -v doxygen >/dev/null || tools/setup.sh test
+	@tools/setup.sh docs
 	@tools/docs.sh
 
 format: ## format our C and C++ files

@@ -21,10 +21,12 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 # Its own libraries are found where they were built; what they need of each other is said below.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_BINARY_DIR})
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+# What is packed against the libraries asks for this version, until there is a promise about the next.
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY "=")
 
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libmoxbase)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "Object model of a management controller in shared memory: libraries
 Objects of classes carry typed properties in a pool of shared memory that the
 processes of a management controller map at one address. This package has the

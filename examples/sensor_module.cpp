@@ -1,7 +1,7 @@
 // sensor_module: the smallest useful module, the one to start your own from. It joins the owner,
 // listens to one property of one class and prints its changes until it is interrupted.
 //
-//   sensor_module CLASS.PROPERTY [RUN_DIR]      for example: sensor_module System.Load1
+//   sensor_module CLASS.PROPERTY [RUN_DIR]      for example: sensor_module System.Load
 #include <glib-unix.h>
 #include <moxhost/moxhost.h>
 

@@ -45,7 +45,9 @@ check() {
     fi
     if ! compare_interfaces "$record" "$new" >"$work/report" 2>&1; then
         cat "$work/report" >&2
-        echo "check-abi: $file is not what $record says (report above). Programs built before may not run with it." >&2
+        local consequence="Programs built before may not run with it"
+        ! only_adds "$record" "$new" || consequence="It is an addition only: programs built before run with it"
+        echo "check-abi: $file is not what $record says (report above). $consequence." >&2
         echo "check-abi: is the change meant? Then record it: make abi-record, and commit abi/" >&2
         return 1
     fi

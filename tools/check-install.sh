@@ -7,12 +7,14 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source test/install/consumers.sh
+source tools/install-prefix.sh
 
 (($# > 0)) || { echo "check-install: name at least one preset" >&2; exit 2; }
 root=$PWD
 work=$(mktemp -d)
 owner=
-trap 'stop_owner_if_running; rm -rf "$work"' EXIT
+example=
+trap 'stop_started_programs; rm -rf "$work"; put_prefixes_back' EXIT
 
 fail() {
     printf 'check-install: %s\n' "$@" >&2
@@ -26,8 +28,22 @@ quietly() {
     "$@" >"$work/log" 2>&1 || { sed 's/^/    /' "$work/log" >&2; fail "$what failed (output above): $*"; }
 }
 
-stop_owner_if_running() {
-    [[ -z $owner ]] || kill -KILL "$owner" 2>/dev/null || :
+stop_started_programs() {
+    local program
+    for program in $example $owner; do
+        kill -KILL "$program" 2>/dev/null || :
+        wait "$program" 2>/dev/null || :
+    done
+}
+
+# appears <pattern> <file>: whether a line that fits is printed within ten seconds.
+appears() {
+    local tenths
+    for ((tenths = 0; tenths < 100; ++tenths)); do
+        ! grep -qE -- "$1" "$2" || return 0
+        sleep 0.1
+    done
+    return 1
 }
 
 # has_expected_files <copy> <prefix>: every file that test/install/installed-files.txt and the public headers
@@ -68,23 +84,71 @@ has_versions() {
     done
 }
 
+# has_unit <copy>: systemd understands the unit. The prefix is not there, so the program is named where the copy lies.
+has_unit() {
+    local unit=$1/lib/systemd/system/moxd.service
+    sed "s#^ExecStart=/opt/moxbase#ExecStart=$1#" "$unit" >"$work/moxd.service"
+    quietly "systemd's check of the unit" systemd-analyze verify --man=no "$work/moxd.service"
+    [[ ! -s $work/log ]] || fail "systemd says of the unit: $(<"$work/log")"
+}
+
+# refuses_other_word_size <copy> <project>: find_package takes no copy whose libraries do not fit the compiler's. It is
+# not to look for another one.
+refuses_other_word_size() {
+    if cmake -G Ninja -S "$2" -B "$2/refused" -Dmoxbase_DIR="$1/lib/cmake/moxbase" \
+        -DCMAKE_FIND_USE_CMAKE_SYSTEM_PATH=OFF "${cmake_options[@]}" >"$work/log" 2>&1; then
+        fail "find_package takes a copy of the other word size: $1"
+    fi
+    grep -qE 'moxbase-config.cmake, version: [0-9.]+ \((32|64)bit\)' "$work/log" ||
+        fail "find_package refuses a copy of the other word size for another reason: $(<"$work/log")"
+}
+
+# runs_example <copy> <program prefix...>: the installed example, built by its own Makefile, hears of a change of the
+# property that its first lines name. The owner runs.
+runs_example() {
+    local copy=$1 name object tenths
+    local sources=$copy/share/moxbase/examples
+    shift
+    name=$(sed -nE 's/.*for example: sensor_module ([A-Za-z]+\.[A-Za-z0-9]+)$/\1/p' "$sources/sensor_module.cpp")
+    [[ -n $name ]] || fail "sensor_module.cpp names no property as an example"
+    object=${name%.*}
+    object=${object,}
+    LD_LIBRARY_PATH=$copy/lib "$sources/sensor_module" "$name" "$work/run" >"$work/example.log" 2>&1 &
+    example=$!
+    # It is known once it has joined and listens.
+    for ((tenths = 0; tenths < 100; ++tenths)); do
+        "$@" "$copy/bin/moxctl" --run-dir "$work/run" show "$object" >"$work/log" 2>&1 ||
+            fail "moxctl show $object: $(<"$work/log")"
+        ! grep -qE "^${name#*.} .*sensor_module" "$work/log" || break
+        sleep 0.1
+    done
+    quietly "an override" "$@" "$copy/bin/moxctl" --run-dir "$work/run" override "$object" "${name#*.}" 4711
+    appears "^$object\\.${name#*.} = 4711(\\.0)?$" "$work/example.log" ||
+        fail "the installed example does not tell of $name: $(<"$work/example.log")"
+    kill -INT "$example"
+    wait "$example" || fail "the installed example ended with status $?: $(<"$work/example.log")"
+    example=
+}
+
 # runs_programs <copy> <program prefix...>: the installed programs do their work with the installed profile, and
-# the consumers that join an owner find it.
+# the consumers that join an owner find it. The owner is started as the unit starts it, with the unit's folders elsewhere.
 runs_programs() {
-    local copy=$1 consumer tenths
+    local copy=$1 consumer command words
     shift
     quietly "the installed profile" "$@" "$copy/bin/moxd" --check "$copy/share/moxbase/machine.json"
     : >"$work/moxd.log"
-    "$@" "$copy/bin/moxd" --profile "$copy/share/moxbase/machine.json" --run-dir "$work/run" \
-        --state-dir "$work/state" >"$work/moxd.log" 2>&1 &
+    read -ra command < <(sed -nE 's/^ExecStart=//p' "$copy/lib/systemd/system/moxd.service" |
+        sed -e "s#/opt/moxbase/#$copy/#" -e "s#/etc/moxd/profile.json#$copy/share/moxbase/machine.json#" \
+            -e "s#%t/moxd#$work/run#" -e "s#%S/moxd#$work/state#")
+    "$@" "${command[@]}" >"$work/moxd.log" 2>&1 &
     owner=$!
-    for ((tenths = 0; tenths < 100; ++tenths)); do
-        ! grep -q '^ready:' "$work/moxd.log" || break
-        sleep 0.1
-    done
-    grep -q '^ready:' "$work/moxd.log" || fail "the installed moxd did not become ready: $(<"$work/moxd.log")"
-    quietly "the installed moxctl" "$@" "$copy/bin/moxctl" --run-dir "$work/run" get memory Total
-    grep -qE '^[1-9][0-9]*$' "$work/log" || fail "moxctl get memory Total printed: $(<"$work/log")"
+    appears '^ready:' "$work/moxd.log" || fail "the installed moxd did not become ready: $(<"$work/moxd.log")"
+    # What the first page has a newcomer ask must be there.
+    read -ra words < <(sed -nE 's/.*moxctl (get [A-Za-z]+ [A-Za-z]+).*/\1/p' README.md)
+    ((${#words[@]} == 3)) || fail "README.md has no example of moxctl get"
+    quietly "the README's moxctl ${words[*]}" "$@" "$copy/bin/moxctl" --run-dir "$work/run" "${words[@]}"
+    grep -qE '^[1-9][0-9]*$' "$work/log" || fail "moxctl ${words[*]} printed: $(<"$work/log")"
+    runs_example "$copy" "$@"
     for consumer in "${joining_consumers[@]}"; do
         quietly "a program that joins the installed owner" "$consumer" "$work/run"
     done
@@ -111,6 +175,10 @@ refuses_wrong_folders() {
     : >"$work/file"
     chmod 755 "$work"
     refuses "PREFIX is 'copy', which is not absolute" "" copy
+    refuses "PREFIX is '/'" "" //
+    refuses "PREFIX is '/'" "" /usr/..
+    refuses "PREFIX is '/opt/my box'" "" "/opt/my box"
+    refuses "PREFIX is '/opt/50%'" "" /opt/50%
     refuses "DESTDIR is 'root', which is not absolute" root /usr
     refuses "$work/file is no folder" "$work" /file/copy
     refuses "$work/locked is not yours to write" "$work/locked" /usr
@@ -118,14 +186,16 @@ refuses_wrong_folders() {
 
 check_preset() {
     local preset=$1 bits=${1%%-*} copy=$work/$1/root/opt/moxbase consumer time
+    keep_prefix "$preset"
     for time in first second; do
         DESTDIR=$work/$preset/root quietly "the $time installation of $preset" tools/install.sh "$preset" /opt/moxbase
     done
     has_expected_files "$copy"
     names_no_build "$copy"
     has_versions "$copy"
+    has_unit "$copy"
     use_word_size "$bits" "$root" "$work/$preset/root"
-    build_consumers "$copy" "$work/$preset"
+    build_consumers "$copy" "$copy/lib" "$work/$preset"
     for consumer in "${owning_consumers[@]}"; do
         quietly "a program that owns a pool" unshare -i "$consumer" # it leaves the pool, which is the namespace's
     done
@@ -144,6 +214,11 @@ if [[ -z ${MOX_CHECK_INSTALL_INSIDE:-} ]]; then
     # shellcheck disable=SC2086  # one option or none
     exec unshare $user -i tools/check-install.sh "$@"
 fi
+earlier=
 for preset in "$@"; do
     check_preset "$preset"
+    if [[ -n $earlier && ${earlier%%-*} != "${preset%%-*}" ]]; then
+        refuses_other_word_size "$work/$earlier/root/opt/moxbase" "$work/$preset/project"
+    fi
+    earlier=$preset
 done

@@ -7,6 +7,8 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source tools/archive.sh
+source test/install/consumers.sh
+PATH=$PATH:/usr/sbin:/sbin # chroot, which an ordinary user's need not have
 
 say() { printf 'check-packages: %s\n' "$*" >&2; }
 fail() {
@@ -15,10 +17,16 @@ fail() {
 }
 
 work=$(mktemp -d)
-inside=()
-((EUID == 0)) || inside=(unshare --map-root-user)
+inside=() user=()
+if ((EUID != 0)); then
+    inside=(unshare --map-root-user)
+    user=(-r)
+fi
 trap '"${inside[@]}" rm -rf "$work"' EXIT
 
+# Found out before anything is built: mmdebstrap needs it for an ordinary user.
+((EUID == 0)) || [[ -f build/packages-root.tar ]] || command -v newuidmap >/dev/null ||
+    fail "an ordinary user needs the package uidmap, and lines for the user in /etc/subuid and /etc/subgid"
 tools/package.sh >"$work/packages" || exit 1
 mapfile -t packages <"$work/packages"
 ((${#packages[@]} == 3)) || fail "there are ${#packages[@]} packages instead of 3: ${packages[*]}"
@@ -51,6 +59,38 @@ make_root() {
     printf '%s\n' "$wanted" >"$stamp"
 }
 
+# quietly <what> <command...>: shows the command's output only when it fails.
+quietly() {
+    local what=$1
+    shift
+    "$@" >"$work/log" 2>&1 || { sed 's/^/    /' "$work/log" >&2; fail "$what failed (output above): $*"; }
+}
+
+# Unpacks the packages without installing them, looks into them, and builds and runs programs against what is there.
+check_contents() {
+    local package unpacked=$work/unpacked libraries file
+    libraries=$unpacked/usr/lib/$(dpkg-architecture -qDEB_HOST_MULTIARCH)
+    for package in "${packages[@]}"; do
+        dpkg-deb --extract "$package" "$unpacked"
+        dpkg-deb --control "$package" "$unpacked/control-$(dpkg-deb --field "$package" Package)"
+    done
+    if grep -rlF -e "$PWD" -e "$(pwd -P)" "$unpacked"; then fail "these files of the packages name the build's folder"; fi
+    # A package that is made of programs which use the libraries learns from this which package to depend on.
+    for file in "$libraries"/lib*.so; do
+        file=${file##*/}
+        grep -qE "^${file%.so} 0 libmoxbase \(= " "$unpacked/control-libmoxbase/shlibs" ||
+            fail "the package libmoxbase does not say in its shlibs that it has ${file%.so}"
+    done
+    mkdir "$work/consumers"
+    use_word_size "$(getconf LONG_BIT)" "$PWD" "$unpacked"
+    export LD_LIBRARY_PATH=$libraries # the linker goes by it, too
+    build_consumers "$unpacked/usr" "$libraries" "$work/consumers"
+    for file in "${owning_consumers[@]}"; do
+        quietly "a program built against the packages" unshare "${user[@]}" -i "$file"
+    done
+    unset LD_LIBRARY_PATH
+}
+
 # in_root <command...>: runs it in the clean Debian, showing its output only when it fails.
 in_root() {
     "${inside[@]}" chroot "$work/root" env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root "$@" >"$work/log" 2>&1 || {
@@ -65,6 +105,7 @@ files_there() {
         -path ./var/log -prune -o -path ./etc/ld.so.cache -prune -o -print) | LC_ALL=C sort >"$1"
 }
 
+check_contents
 make_root
 mkdir -p "$work/root/dev"
 "${inside[@]}" tar -x --no-same-owner --exclude='./dev/*' -f build/packages-root.tar -C "$work/root"
@@ -82,7 +123,14 @@ in_root bash -n /usr/share/bash-completion/completions/moxctl
 # What is saved, and where the owner meets its modules, goes with a purge.
 in_root mkdir -p /var/lib/moxd /run/moxd
 in_root touch /var/lib/moxd/values.db
+# A stand-in tells what systemd is asked for where it runs: the owner is stopped, and forgotten with its unit.
+mkdir -p "$work/root/run/systemd/system"
+printf '#!/bin/sh\necho "$*" >>/root/asked\n' >"$work/root/usr/bin/systemctl"
+chmod 755 "$work/root/usr/bin/systemctl"
 in_root dpkg --remove libmoxbase-tools
+[[ $(<"$work/root/root/asked") == $'disable --now moxd.service\ndaemon-reload' ]] ||
+    fail "removing libmoxbase-tools asks systemd for: $(<"$work/root/root/asked")"
+rm -r "$work/root/run/systemd" "$work/root/usr/bin/systemctl" "$work/root/root/asked"
 in_root test -e /var/lib/moxd/values.db
 in_root dpkg --purge libmoxbase-tools libmoxbase-dev libmoxbase
 

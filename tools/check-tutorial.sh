@@ -6,6 +6,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source test/install/consumers.sh
+source tools/install-prefix.sh
 
 limit=300 # seconds for the page, far more than it needs
 root=$PWD
@@ -20,7 +21,7 @@ if [[ ${MOX_CHECK_TUTORIAL_INSIDE:-} != 1 ]]; then
 fi
 
 work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+trap 'rm -rf "$work"; put_prefixes_back' EXIT
 
 # wrap <file> <command...>: makes a program that runs the command with its own arguments behind.
 wrap() {
@@ -36,6 +37,7 @@ check_preset() {
     local preset=$1 home=$work/$1/home program
     local copy=$home/moxbase
     mkdir -p "$home" "$work/bin"
+    keep_prefix "$preset"
     DESTDIR= tools/install.sh "$preset" "$copy" >"$work/log" || { cat "$work/log" >&2; exit 1; }
     use_word_size "${preset%%-*}" "$root" "$work/$preset"
     wrap "$work/bin/cc" "${c_compiler[@]}" -Wall -Wextra -Werror "${link_options[@]}"

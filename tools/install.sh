@@ -16,8 +16,11 @@ refuse() {
 preset=$1
 prefix=$2
 [[ $prefix == /* ]] || refuse "PREFIX is '$prefix', which is not absolute; say make install PREFIX=$PWD/$prefix"
-[[ $prefix != / ]] || refuse "PREFIX is '/'; say make install PREFIX=/usr for the system's own folders"
 prefix=$(realpath -ms "$prefix")
+[[ $prefix != / ]] || refuse "PREFIX is '/'; say make install PREFIX=/usr for the system's own folders"
+# The unit and the files for pkg-config and CMake would each need a blank, a per cent sign and the like marked otherwise.
+[[ $prefix != *[!A-Za-z0-9/._+~-]* ]] ||
+    refuse "PREFIX is '$prefix'; its characters may be A to Z, a to z, 0 to 9 and / . _ + ~ - only"
 root=${DESTDIR:-}
 [[ -z $root || $root == /* ]] || refuse "DESTDIR is '$root', which is not absolute; say make install DESTDIR=$PWD/$root"
 

@@ -10,6 +10,9 @@ if [[ ${WORDSIZE:-$native} != "$native" ]]; then
     exit 2
 fi
 preset=$native-release
+source tools/install-prefix.sh
+keep_prefix "$preset"
+trap put_prefixes_back EXIT
 tools/build.sh "$preset" --product -DCMAKE_INSTALL_PREFIX=/usr installed_files >&2
 rm -rf build/packages
 log=build/package.log

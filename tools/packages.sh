@@ -14,7 +14,8 @@ packages_test=(
     binutils clang-format clang-tidy file
     python3-jsonschema
     abigail-tools dpkg-dev mmdebstrap
-    gdb doxygen
+    gdb doxygen perl
+    systemd
 )
 
 # What making Debian packages needs on top of the demonstration's.
@@ -22,6 +23,9 @@ packages_package=(dpkg-dev file)
 
 # What comparing the libraries' interface with its record needs on top of the demonstration's.
 packages_abi=(abigail-tools)
+
+# What making the pages of docs/ and the headers needs.
+packages_docs=(doxygen perl)
 
 # What the coverage report needs on top of the tests' packages.
 packages_coverage=(gcovr)

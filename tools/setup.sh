@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs what building needs and is not there yet; a second run finds nothing to do and says nothing.
 #
-#   tools/setup.sh demo|test|bench|coverage|install|package|size|abi
+#   tools/setup.sh demo|test|bench|coverage|install|package|size|abi|docs
 #
 # WORDSIZE=32 or 64 narrows it to that word size; without it "test", "bench", "size" and "abi" take
 # both, the others the machine's own. MOX_SKIP_SETUP=1 turns it off, for machines that get the packages another way.
@@ -15,12 +15,13 @@ level=${1:-}
 case $level in
     demo | install | size) needed=("${packages_demo[@]}") ;;
     package) needed=("${packages_demo[@]}" "${packages_package[@]}") ;;
+    docs) needed=("${packages_docs[@]}") ;;
     abi) needed=("${packages_demo[@]}" "${packages_abi[@]}") ;;
     test) needed=("${packages_demo[@]}" "${packages_test[@]}") ;;
     bench) needed=("${packages_demo[@]}" "${packages_bench[@]}") ;;
     coverage) needed=("${packages_demo[@]}" "${packages_test[@]}" "${packages_coverage[@]}") ;;
     *)
-        say "usage: tools/setup.sh demo|test|bench|coverage|install|package|size|abi"
+        say "usage: tools/setup.sh demo|test|bench|coverage|install|package|size|abi|docs"
         exit 2
         ;;
 esac
@@ -28,7 +29,7 @@ esac
 
 wordsizes=$(tools/wordsizes.sh "$level")
 needs_sysroot=no
-if [[ " $wordsizes " == *" 32 "* && $(getconf LONG_BIT) == 64 ]]; then
+if [[ $level != docs && " $wordsizes " == *" 32 "* && $(getconf LONG_BIT) == 64 ]]; then
     needs_sysroot=yes
     needed+=("${packages_32[@]}")
 fi

@@ -48,6 +48,15 @@ tells longer_record "int load"
 tells other_result "return type changed"
 tells new_function "get_load"
 tells lost_function "stop"
+
+for change in new_function longer_record other_result lost_function; do
+    answer=no
+    ! only_adds "$work/recorded.abi" "$work/$change.abi" || answer=yes
+    if [[ $answer == yes && $change != new_function || $answer == no && $change == new_function ]]; then
+        echo "abi_record_test: whether $change is an addition and nothing else is answered with $answer" >&2
+        failed=1
+    fi
+done
 head -c 700 "$work/recorded.abi" >"$work/damaged_record.abi"
 tells damaged_record "parser error"
 exit "$failed"

@@ -1,6 +1,6 @@
 """gdb's helper script, held against cores of two processes and against a live one.
 
-    check_gdb_helper.py --gdb GDB --script SCRIPT --subject PROGRAM [unittest options]
+    check_gdb_helper.py --gdb GDB --script SCRIPT --subject PROGRAM --library LIBRARY [unittest options]
 
 The subject prints where its records lie and how they are laid out; all else that the helper says of
 it is compared word for word. Runs in an IPC namespace of its own, for the pool's key is fixed.
@@ -297,6 +297,40 @@ objects     %d known to this process
                 self.assertIn("coredump_filter", answer)
 
 
+class InstalledLibrary(unittest.TestCase):
+    """The processes have a stripped copy of the library, as an installed one is, and gdb finds the build's."""
+
+    def setUp(self):
+        self.directory = tempfile.TemporaryDirectory()
+        self.addCleanup(self.directory.cleanup)
+        stripped = os.path.join(self.directory.name, "libmoxbase.so.0")
+        subprocess.run(["strip", "-o", stripped, options.library], check=True)
+        self.subject = Subject(["alone"], 1, ["unshare", "--ipc", "env", "LD_PRELOAD=" + stripped])
+        self.addCleanup(self.subject.end)
+        self.owner = self.subject.pids["owner"]
+        self.with_build = ("-iex", "set sysroot /none",
+                           "-iex", "set solib-search-path " + os.path.dirname(options.library))
+
+    def check(self, gdb):
+        self.assertEqual(gdb.ask("mox objects"), cores.owner.ask("mox objects"))
+        self.assertIn("value       999\n", gdb.ask("mox property fan1.Speed"))
+
+    def test_in_a_live_process_is_read_with_the_symbols_of_its_build(self):
+        with Gdb(*self.with_build, options.subject, self.owner) as gdb:
+            self.check(gdb)
+
+    def test_in_a_core_is_read_with_the_symbols_of_its_build(self):
+        core = os.path.join(self.directory.name, "core")
+        write_core(self.owner, core)
+        with Gdb(*self.with_build, options.subject, core) as gdb:
+            self.check(gdb)
+
+    def test_without_its_build_is_said_to_lack_symbols_and_read_by_address(self):
+        with Gdb(options.subject, self.owner) as gdb:
+            self.assertIn("the symbol g_local_object_hashtable is not there", gdb.ask("mox objects"))
+            self.assertIn("object      fan1\n", gdb.ask("mox object " + self.subject.records["fan1"]))
+
+
 class OtherProcesses(unittest.TestCase):
     def test_without_a_pool_have_no_objects(self):
         subject = Subject(["none"], 1)
@@ -326,13 +360,16 @@ def enter_namespace():
         return
     flags = ["--ipc"] if os.geteuid() == 0 else ["--ipc", "--map-root-user"]
     os.environ["MOX_INSIDE_NAMESPACE"] = "1"
+    # What the subjects leave unset in new memory is no zero, as in a process that has run for long.
+    os.environ["MALLOC_PERTURB_"] = "90"
+    os.environ["G_SLICE"] = "always-malloc"
     os.execvp("unshare", ["unshare", *flags, sys.executable, *sys.argv])
 
 
 def main():
     global options
     parser = argparse.ArgumentParser()
-    for name in ("--gdb", "--script", "--subject"):
+    for name in ("--gdb", "--script", "--subject", "--library"):
         parser.add_argument(name, required=True)
     options, rest = parser.parse_known_args()
     enter_namespace()

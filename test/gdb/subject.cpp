@@ -4,6 +4,7 @@
 //   gdb_subject        prints what the helper's answers have to agree with: process ids, addresses
 //                      of records, the pool's use and the layouts of the records; then waits for
 //                      the end of its input
+//   gdb_subject alone  the owner without a module
 //   gdb_subject none   a process that has no pool and waits likewise
 //   gdb_subject blank  an owner whose pool reads as zeros, as in a core that leaves it out
 #include <classnode.h>
@@ -207,7 +208,7 @@ void send_copy(int records, const char* name, gboolean is_owner) {
     g_free(copy);
 }
 
-int run_owner(int records) {
+void publish_model() {
     make_pool();
     make_objects();
     change_objects();
@@ -215,6 +216,16 @@ int run_owner(int records) {
     shm_dump(stdout);
     std::printf("owner %d\n", static_cast<int>(getpid()));
     std::fflush(stdout);
+}
+
+int run_alone() {
+    publish_model();
+    wait_for_end();
+    return osal_process_release_all() == OSAL_OK ? 0 : 1;
+}
+
+int run_owner(int records) {
+    publish_model();
     send_copy(records, "fan1", TRUE);
     send_copy(records, "fan2", FALSE);
     wait_for_end();
@@ -246,6 +257,7 @@ int main(int argc, char** argv) {
     setenv(SHM_SIZE_VARIABLE, "8", 1);
     pub_log_init(nullptr, "gdb_subject");
     const std::string role = argc > 1 ? argv[1] : "";
+    if (role == "alone") return run_alone();
     if (role == "none") return run_without_pool();
     if (role == "blank") return run_blank();
     int records[2];

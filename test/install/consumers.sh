@@ -40,29 +40,29 @@ compile_by_pkg_config() {
     # shellcheck disable=SC2086
     read -ra libraries < <(pkg-config --libs $3)
     "${compiler[@]}" -O1 -Wall -Wextra -Wpedantic -Werror "${flags[@]}" "$1" -o "$2" \
-        "${link_options[@]}" "-Wl,-rpath,$installed_copy/lib" "${libraries[@]}"
+        "${link_options[@]}" "-Wl,-rpath,$installed_libraries" "${libraries[@]}"
 }
 
-# build_consumers <copy> <folder>: builds all programs in a folder, and sets owning_consumers and joining_consumers to
-# those that own a pool and those that join an owner.
+# build_consumers <copy> <its libraries> <folder>: builds all programs in a folder, and sets owning_consumers and
+# joining_consumers to those that own a pool and those that join an owner.
 build_consumers() {
     local language
-    installed_copy=$1
+    installed_libraries=$2
     owning_consumers=()
     joining_consumers=()
-    cp -R test/install "$2/project"
-    export PKG_CONFIG_PATH=$1/lib/pkgconfig
+    cp -R test/install "$3/project"
+    export PKG_CONFIG_PATH=$2/pkgconfig
     for language in c cpp; do
-        quietly "building with pkg-config" compile_by_pkg_config "$2/project/pool_owner.$language" \
-            "$2/owner_$language" "moxbase moxplat"
-        quietly "building with pkg-config" compile_by_pkg_config "$2/project/module.$language" \
-            "$2/module_$language" moxhost
-        owning_consumers+=("$2/owner_$language" "$2/project/build/pool_owner_$language")
-        joining_consumers+=("$2/module_$language" "$2/project/build/module_$language")
+        quietly "building with pkg-config" compile_by_pkg_config "$3/project/pool_owner.$language" \
+            "$3/owner_$language" "moxbase moxplat"
+        quietly "building with pkg-config" compile_by_pkg_config "$3/project/module.$language" \
+            "$3/module_$language" moxhost
+        owning_consumers+=("$3/owner_$language" "$3/project/build/pool_owner_$language")
+        joining_consumers+=("$3/module_$language" "$3/project/build/module_$language")
     done
     quietly "the example's Makefile" make -C "$1/share/moxbase/examples" CXX="${cpp_compiler[*]}" \
         LDFLAGS="${link_options[*]}"
     unset PKG_CONFIG_PATH
-    quietly "find_package" cmake -G Ninja -S "$2/project" -B "$2/project/build" -DCMAKE_PREFIX_PATH="$1" "${cmake_options[@]}"
-    quietly "building with find_package" cmake --build "$2/project/build" -- -j2
+    quietly "find_package" cmake -G Ninja -S "$3/project" -B "$3/project/build" -DCMAKE_PREFIX_PATH="$1" "${cmake_options[@]}"
+    quietly "building with find_package" cmake --build "$3/project/build" -- -j2
 }

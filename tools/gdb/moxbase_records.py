@@ -136,8 +136,7 @@ def hash_table(address):
     word = word_size()
     table = Record("GHashTable", address)
     is_sane = (0 < table.size <= 1 << 28 and table.size & (table.size - 1) == 0
-               and table.mask == table.size - 1 and table.nnodes <= table.noccupied <= table.size
-               and table.big < 4)
+               and table.mask == table.size - 1 and table.nnodes <= table.noccupied <= table.size)
     hashes = []
     if is_sane:
         data = read_bytes(table.hashes, 4 * table.size, "the hash values of a table")
@@ -155,6 +154,7 @@ def hash_table(address):
         data = read_bytes(start, width * table.size, "the entries of a table")
         return struct.unpack("%s%d%s" % (byte_order(), table.size, "Q" if width == 8 else "I"), data)
 
+    # The other bits of "big" are whatever the memory held before.
     keys = entries(table.keys, table.big & 1)
     values = entries(table.values, table.big & 2)
     return [(keys[i], values[i]) for i in used]
