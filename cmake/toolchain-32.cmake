@@ -14,7 +14,8 @@ endif()
 set(mox_sysroot_libs "${CMAKE_SYSROOT}/usr/lib/i386-linux-gnu")
 
 set(CMAKE_C_FLAGS_INIT "-m32")
-set(CMAKE_CXX_FLAGS_INIT "-m32")
+# Assertions in headers of the sysroot name them as the system does, wherever the sysroot lies.
+set(CMAKE_CXX_FLAGS_INIT "-m32 -fmacro-prefix-map=${CMAKE_SYSROOT}=")
 set(CMAKE_LIBRARY_ARCHITECTURE i386-linux-gnu)
 
 # The sysroot's libraries are found where they lie by what is built, and by nothing that is installed: installing takes

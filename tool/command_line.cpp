@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <span>
+#include <string_view>
 
 #include "glib_owners.hpp"
 
@@ -144,7 +146,27 @@ std::vector<std::string> arguments_of(const Verb& verb, const StringsPtr& rest) 
     return arguments;
 }
 
-void check_count(const Verb& verb, const std::vector<std::string>& arguments) {
+// The parser takes a value for an option that has none, and forgets it.
+void refuse_values(std::span<const GOptionEntry> entries, const StringsPtr& words) {
+    for (gchar** at = words.get(); *at != nullptr && std::string_view("--") != *at; ++at) {
+        const std::string_view word = *at;
+        const std::string_view option = word.substr(0, word.find('='));
+        for (const GOptionEntry& entry : entries) {
+            if (entry.long_name != nullptr && entry.arg == G_OPTION_ARG_NONE && option != word &&
+                option == std::string("--") + entry.long_name) {
+                throw WrongUsage(std::string(option) + " takes no value");
+            }
+        }
+    }
+}
+
+std::span<const GOptionEntry> own_entries(const Verb& verb) {
+    std::size_t count = 0;
+    while (verb.options != nullptr && verb.options[count].long_name != nullptr) ++count;
+    return {verb.options, count};
+}
+
+void check_arguments(const Verb& verb, const std::vector<std::string>& arguments) {
     if (arguments.size() < verb.fewest) {
         throw WrongUsage(std::string("an argument is missing: ") + verb.name + " " +
                          verb.arguments);
@@ -152,6 +174,11 @@ void check_count(const Verb& verb, const std::vector<std::string>& arguments) {
     if (arguments.size() > verb.most) {
         throw WrongUsage("\"" + arguments[verb.most] + "\" is an argument too many for " +
                          verb.name);
+    }
+    // All but a value are names.
+    const auto names_end = arguments.end() - (verb.takes_value ? 1 : 0);
+    if (std::find(arguments.begin(), names_end, "") != names_end) {
+        throw WrongUsage(std::string("an argument is empty: ") + verb.name + " " + verb.arguments);
     }
 }
 
@@ -173,6 +200,8 @@ void read_verb(const Verb& verb, gchar** from, CommandLine& line) {
     gchar** rest = nullptr;
     const OptionsPtr context = verb_context(verb, &rest);
     StringsPtr words = verb_words(verb, from);
+    refuse_values(verb_entries, words);
+    refuse_values(own_entries(verb), words);
     parse(context.get(), words);
     line.arguments = arguments_of(verb, StringsPtr{rest});
     take_options(line);
@@ -180,7 +209,7 @@ void read_verb(const Verb& verb, gchar** from, CommandLine& line) {
         line.wanted_text = help_of(context.get());
         return;
     }
-    check_count(verb, line.arguments);
+    check_arguments(verb, line.arguments);
     line.verb = &verb;
 }
 
@@ -192,6 +221,7 @@ CommandLine read_command_line(int argc, char** argv, std::string& hint) {
     const OptionsPtr context = global_context();
     gchar** const copy = argc > 0 ? g_strdupv(argv) : g_new0(gchar*, 1);
     StringsPtr words{copy};
+    refuse_values(global_entries, words);
     parse(context.get(), words);
     take_options(line);
     if (wants_help != FALSE) {

@@ -2,6 +2,8 @@
 // as free here as in a program that has just started.
 #include "doctor.hpp"
 
+#include <moxhost/moxhost.h>
+
 #include <algorithm>
 
 #include "doctor_address.hpp"
@@ -63,6 +65,7 @@ void print_lines(Output& out, const std::vector<Finding>& findings) {
                  std::string(verdict_width - word.size() + 2, ' ') +
                  padded(finding.check, check_width + 2) + shown(finding.found));
         if (!finding.cure.empty()) out.line(indent + "cure: " + shown(finding.cure));
+        if (!finding.command.empty()) out.line(indent + shown(finding.command));
     }
 }
 
@@ -75,6 +78,7 @@ void print_json(Output& out, const std::vector<Finding>& findings) {
         json.member("result", finding.verdict == Verdict::fail ? "fail" : word_of(finding.verdict));
         json.member("found", finding.found);
         if (!finding.cure.empty()) json.member("cure", finding.cure);
+        if (!finding.command.empty()) json.member("command", finding.command);
         json.end_object();
     }
     json.end_array();
@@ -82,9 +86,12 @@ void print_json(Output& out, const std::vector<Finding>& findings) {
 }
 
 void run(Call& call) {
+    if (wanted_state_dir != nullptr && *wanted_state_dir == '\0') {
+        throw WrongUsage("--state-dir has no value");
+    }
     const gchar* const run_dir = call.run_dir.empty() ? nullptr : call.run_dir.c_str();
     const std::vector<Finding> findings =
-        examine(host::wire::run_directory(run_dir), host::wire::state_directory(wanted_state_dir),
+        examine(host::wire::owner_directory(run_dir), host::wire::state_directory(wanted_state_dir),
                 "/proc/sys/kernel");
     if (call.wants_json) {
         print_json(call.out, findings);
@@ -105,7 +112,7 @@ void run(Call& call) {
 
 std::vector<Finding> examine(const std::string& run_dir, const std::string& state_dir,
                              const std::string& limits) {
-    const FoundOwner owner = find_owner(run_dir);
+    const FoundOwner owner = find_owner(run_dir, MOXHOST_CALL_TIMEOUT_MS);
     const FoundSegment segment = find_segment();
     // What a living owner has taken needs no room any more.
     const bool has_pool = segment.exists && segment.creator_is_alive;
@@ -130,7 +137,9 @@ const Verb doctor_verb = {
         "Checks, with or without an owner: the pool's fixed address, the limits on\n"
         "messages and segments, locks between processes, what dead owners left, and\n"
         "the owner's directories. One line for each check: ok, warn (it runs, with\n"
-        "less than it could have) or FAIL, what was found, and below it the cure.\n"
+        "less than it could have) or FAIL, what was found, and below it the cure, with a\n"
+        "command for a shell on a line of its own. An owner of this user that does not\n"
+        "answer a call within 2 seconds fails.\n"
         "Exit code 1 when a check fails; warnings alone give 0. Run it as the user\n"
         "that is to run the owner.",
     .example = "moxctl doctor\nmoxctl doctor --json",

@@ -82,17 +82,19 @@ Finding judge_refused_address(int error, const std::string& maps, guint64 bytes)
         return {name, Verdict::fail,
                 range_of(bytes) + " is taken: by " + what + " at " + hex(in_the_way.begin) +
                     " to " + hex(in_the_way.end),
-                "env -u LD_PRELOAD moxctl doctor; see /etc/ld.so.preload, and leave out what maps "
-                "it"};
+                "leave out what maps it: see LD_PRELOAD and /etc/ld.so.preload",
+                "env -u LD_PRELOAD moxctl doctor"};
     }
     if (highest != 0 && highest < end_of_32_bits && highest < begin + bytes) {
         return {name, Verdict::fail,
                 "user space ends at " + hex(highest) + ", below " + hex(begin + bytes) +
                     ": the kernel splits memory 2G/2G",
-                "boot a kernel with a 3G/1G split: zgrep VMSPLIT_3G= /proc/config.gz says y"};
+                "boot a kernel with a 3G/1G split, where this says y",
+                "zgrep VMSPLIT_3G= /proc/config.gz"};
     }
     return {name, Verdict::fail, range_of(bytes) + " cannot be mapped: " + error_text(error),
-            "grep -E '^[0-9a-f]*(8f|9[0-2])' /proc/self/maps; ulimit -v unlimited"};
+            "see what is mapped there, and whether this user's address space is limited",
+            "grep -E '^[0-9a-f]*(8f|9[0-2])' /proc/self/maps; ulimit -v"};
 }
 
 Finding check_address(guint64 bytes) {
@@ -101,7 +103,7 @@ Finding check_address(guint64 bytes) {
         return {
             name, Verdict::fail,
             "a segment of " + std::to_string(bytes) + " bytes cannot be made: " + error_text(errno),
-            "ipcs -lm; ipcs -mu; raise what is too low, see the limits below"};
+            "raise what is too low, see the limits below", "ipcs -lm; ipcs -mu"};
     }
     void* const address = reinterpret_cast<void*>(std::uintptr_t{SHM_POOL_ADDRESS});
     void* const mapped = shmat(id, address, 0);
@@ -109,7 +111,7 @@ Finding check_address(guint64 bytes) {
     shmctl(id, IPC_RMID, nullptr);
     if (mapped == address) {
         shmdt(mapped);
-        return {name, Verdict::ok, range_of(bytes) + " can be mapped", ""};
+        return {name, Verdict::ok, range_of(bytes) + " can be mapped"};
     }
     return judge_refused_address(error, content_of("/proc/self/maps"), bytes);
 }

@@ -4,7 +4,9 @@
 
 #include <fcntl.h>
 #include <glib.h>
+#include <linux/magic.h>
 #include <sys/stat.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -30,12 +32,20 @@ bool may_make_files_in(const std::string& path) {
     return faccessat(AT_FDCWD, path.c_str(), W_OK | X_OK, AT_EACCESS) == 0;
 }
 
+// There, permissions tell root nothing.
+bool is_of_kernel(const std::string& path) {
+    struct statfs system = {};
+    return statfs(path.c_str(), &system) == 0 &&
+           (system.f_type == PROC_SUPER_MAGIC || system.f_type == SYSFS_MAGIC);
+}
+
 // Why a directory cannot be made in another one; nothing when it can.
 std::optional<std::string> hindrance(const std::string& parent) {
     struct stat status = {};
     if (stat(parent.c_str(), &status) != 0) return parent + ": " + error_text(errno);
     if (!S_ISDIR(status.st_mode)) return parent + " is not a directory";
     if (!may_make_files_in(parent)) return parent + ": " + error_text(errno);
+    if (is_of_kernel(parent)) return parent + " is the kernel's own and holds no files";
     return std::nullopt;
 }
 
@@ -43,16 +53,31 @@ std::string user() {
     return std::to_string(geteuid());
 }
 
-std::string make_command(const std::string& path) {
-    return "install -d -m 700 -o " + user() + " " + path + " as root";
+std::string quoted(const std::string& path) {
+    const TextPtr text{g_shell_quote(path.c_str())};
+    return text.get();
+}
+
+std::string remove_command(const std::string& path) {
+    return "rm -- " + quoted(path);
+}
+
+std::string give_command(const std::string& path) {
+    return "chown -- " + user() + " " + quoted(path);
+}
+
+std::string close_command(const std::string& path) {
+    return "chmod -- 700 " + quoted(path);
 }
 
 Finding check_missing(const char* name, const std::string& path, const std::string& parent,
                       Verdict when_impossible, const std::string& other_option) {
     const std::optional<std::string> cause = hindrance(parent);
-    if (!cause) return {name, Verdict::ok, path + " is not there, it can be made", ""};
-    return {name, when_impossible, path + " is not there and cannot be made: " + *cause,
-            make_command(path) + "; or give another " + other_option};
+    if (!cause) return {name, Verdict::ok, path + " is not there; moxd makes it"};
+    const std::string found = path + " is not there and cannot be made: " + *cause;
+    if (is_of_kernel(parent)) return {name, when_impossible, found, "give another " + other_option};
+    return {name, when_impossible, found, "make it as root, or give another " + other_option,
+            "install -d -m 700 -o " + user() + " -- " + quoted(path)};
 }
 
 }  // namespace
@@ -73,22 +98,23 @@ Finding check_run_directory(const std::string& path) {
     }
     if (!S_ISDIR(status.st_mode)) {
         return {name, Verdict::fail, path + " is not a directory",
-                "rm " + path + "; or give another --run-dir"};
+                "remove it, or give another --run-dir", remove_command(path)};
     }
     if (status.st_uid != geteuid()) {
         return {name, Verdict::fail,
                 path + " belongs to user " + std::to_string(status.st_uid) + ", not to " + user(),
-                "chown " + user() + " " + path +
-                    " as root; or run as that user; or give another --run-dir"};
+                "give it to this user as root; or run as that user; or give another --run-dir",
+                give_command(path)};
     }
     if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
-        return {name, Verdict::fail, path + " is writable by others", "chmod 700 " + path};
+        return {name, Verdict::fail, path + " is writable by others", "keep the others out",
+                close_command(path)};
     }
     if (!may_make_files_in(path)) {
         return {name, Verdict::fail, path + " cannot be written: " + error_text(errno),
-                "chmod 700 " + path};
+                "let its owner write", close_command(path)};
     }
-    return {name, Verdict::ok, path + " is this user's", ""};
+    return {name, Verdict::ok, path + " is this user's"};
 }
 
 Finding check_state_directory(const std::string& path) {
@@ -105,14 +131,14 @@ Finding check_state_directory(const std::string& path) {
     }
     if (!S_ISDIR(status.st_mode)) {
         return {name, Verdict::warn, path + " is not a directory; nothing lasting is saved",
-                "rm " + path + "; or give another --state-dir"};
+                "remove it, or give another --state-dir", remove_command(path)};
     }
     if (!may_make_files_in(path)) {
         return {name, Verdict::warn,
                 path + " cannot be written: " + error_text(errno) + "; nothing lasting is saved",
-                "chown " + user() + " " + path + " as root; chmod 700 " + path};
+                "give it to this user as root, or give another --state-dir", give_command(path)};
     }
-    return {name, Verdict::ok, path + " can be written", ""};
+    return {name, Verdict::ok, path + " can be written"};
 }
 
 }  // namespace mox::tool

@@ -16,7 +16,8 @@ struct Finding {
     std::string check;  // one word
     Verdict verdict;
     std::string found;
-    std::string cure;  // commands, for what is not ok; else ""
+    std::string cure = {};     // in words, for what is not ok; else ""
+    std::string command = {};  // for a shell; "" where none helps
 };
 
 }  // namespace mox::tool

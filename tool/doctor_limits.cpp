@@ -2,6 +2,7 @@
 // its own width, not of this process's.
 #include "doctor_limits.hpp"
 
+#include <ipcmsg.h>
 #include <moxplat/osal.h>
 #include <shmem.h>
 #include <sys/msg.h>
@@ -10,6 +11,7 @@
 
 #include <cerrno>
 #include <charconv>
+#include <cstddef>
 #include <fstream>
 #include <optional>
 #include <string_view>
@@ -60,32 +62,60 @@ std::string is_now(const Limit& limit) {
     return "kernel." + limit.name + " is " + std::to_string(*limit.value);
 }
 
-std::string raise_to(const Limit& limit, guint64 needed) {
+// A limit that is too low, and how it is raised. more: what else would do; or "".
+Finding too_low(const Limit& limit, Verdict verdict, const std::string& found, guint64 needed,
+                const std::string& more = "") {
     const std::string setting = "kernel." + limit.name + "=" + std::to_string(needed);
-    return "sysctl -w " + setting + "; to keep it: echo " + setting +
-           " >> /etc/sysctl.d/60-moxd.conf";
+    return {
+        limit.name, verdict, found,
+        "raise it as root; the line " + setting + " in /etc/sysctl.d/60-moxd.conf keeps it" + more,
+        "sysctl -w " + setting};
 }
 
 Finding unreadable(const Limit& limit) {
     return {limit.name, Verdict::fail, limit.fault,
-            "mount -t proc proc /proc; without kernel." + limit.name +
-                " in it, boot a kernel that has System V IPC (CONFIG_SYSVIPC=y)"};
+            "mount /proc as root; without kernel." + limit.name +
+                " in it, boot a kernel that has System V IPC (CONFIG_SYSVIPC=y)",
+            "mount -t proc proc /proc"};
 }
 
-// A limit on messages. least: below it something cannot work at all; needed: what is wanted.
-Finding check_message_limit(const Limit& limit, guint64 least, guint64 needed,
-                            const std::string& consequence) {
+// A limit on messages: below it, it runs with less.
+Finding check_message_limit(const Limit& limit, guint64 needed, const std::string& consequence) {
     if (!limit.value) return unreadable(limit);
     if (*limit.value >= needed) {
         return {limit.name, Verdict::ok,
-                is_now(limit) + ", " + std::to_string(needed) + " is needed", ""};
+                is_now(limit) + ", " + std::to_string(needed) + " is needed"};
     }
-    const bool is_raised_by_owner = access(limit.path.c_str(), W_OK) == 0;
-    const bool is_bad = *limit.value < least && !is_raised_by_owner;
     std::string found =
         is_now(limit) + ", " + std::to_string(needed) + " is needed: " + consequence;
-    if (is_raised_by_owner) found += "; an owner that this user starts raises it";
-    return {limit.name, is_bad ? Verdict::fail : Verdict::warn, found, raise_to(limit, needed)};
+    if (access(limit.path.c_str(), W_OK) == 0) {
+        found += "; an owner that this user starts raises it";
+    }
+    return too_low(limit, Verdict::warn, found, needed);
+}
+
+// The bytes of the largest value that an event of so large a message can carry.
+guint64 largest_value(guint64 message) {
+    constexpr guint64 heads =
+        offsetof(MOX_MSG_S, data) - sizeof(gint32) + offsetof(MSG_EVENT_DATA_HEAD_S, data);
+    return message > heads ? message - heads : 0;
+}
+
+Finding check_largest_message(const Limit& limit) {
+    return check_message_limit(limit, message_bytes,
+                               "values longer than " +
+                                   std::to_string(largest_value(limit.value.value_or(0))) +
+                                   " bytes are not announced");
+}
+
+// Below the largest message nothing of that size ever goes through.
+Finding check_queue_room(const Limit& limit) {
+    Finding finding = check_message_limit(limit, queue_bytes, "a queue is full early");
+    const bool is_raised_by_owner = access(limit.path.c_str(), W_OK) == 0;
+    if (limit.value && *limit.value < message_bytes && !is_raised_by_owner) {
+        finding.verdict = Verdict::fail;
+    }
+    return finding;
 }
 
 // A limit on how many there may be.
@@ -95,20 +125,19 @@ Finding check_count(const Limit& limit, guint64 used, guint64 least, guint64 wan
     const guint64 room = *limit.value > used ? *limit.value - used : 0;
     const std::string found =
         is_now(limit) + ", " + what + " that are there: " + std::to_string(used);
-    if (room >= wanted) return {limit.name, Verdict::ok, found, ""};
-    return {limit.name, room < least ? Verdict::fail : Verdict::warn,
-            found + ": room for " + std::to_string(room) + ", " + std::to_string(wanted) +
-                " are needed",
-            raise_to(limit, used + wanted)};
+    if (room >= wanted) return {limit.name, Verdict::ok, found};
+    return too_low(limit, room < least ? Verdict::fail : Verdict::warn,
+                   found + ": room for " + std::to_string(room) + ", " + std::to_string(wanted) +
+                       " are needed",
+                   used + wanted);
 }
 
 Finding check_segment_size(const Limit& limit, guint64 pool_bytes) {
     if (!limit.value) return unreadable(limit);
     const std::string needs = ", the pool has " + std::to_string(pool_bytes);
-    if (*limit.value >= pool_bytes) return {limit.name, Verdict::ok, is_now(limit) + needs, ""};
-    return {
-        limit.name, Verdict::fail, is_now(limit) + needs + ": it cannot be made",
-        raise_to(limit, pool_bytes) + "; or " SHM_SIZE_VARIABLE "=8 (MiB) makes a smaller pool"};
+    if (*limit.value >= pool_bytes) return {limit.name, Verdict::ok, is_now(limit) + needs};
+    return too_low(limit, Verdict::fail, is_now(limit) + needs + ": it cannot be made", pool_bytes,
+                   "; or " SHM_SIZE_VARIABLE "=8 (MiB) makes a smaller pool");
 }
 
 Finding check_pages(const Limit& limit, const IpcUse& use) {
@@ -118,9 +147,8 @@ Finding check_pages(const Limit& limit, const IpcUse& use) {
     const guint64 room = *limit.value > use.pages ? *limit.value - use.pages : 0;
     const std::string found = is_now(limit) + " pages, " + std::to_string(use.pages) +
                               " are used, " + std::to_string(needed) + " more are needed";
-    if (room >= needed) return {limit.name, Verdict::ok, found, ""};
-    return {limit.name, Verdict::fail, found + ": the pool cannot be made",
-            raise_to(limit, use.pages + needed)};
+    if (room >= needed) return {limit.name, Verdict::ok, found};
+    return too_low(limit, Verdict::fail, found + ": the pool cannot be made", use.pages + needed);
 }
 
 }  // namespace
@@ -151,10 +179,8 @@ guint64 wanted_pool_bytes() {
 std::vector<Finding> check_limits(const std::string& directory, const IpcUse& use) {
     const bool has_owner = use.has_pool;
     std::vector<Finding> findings;
-    findings.push_back(check_message_limit(read_limit(directory, "msgmax"), message_bytes,
-                                           message_bytes, "the largest messages are refused"));
-    findings.push_back(check_message_limit(read_limit(directory, "msgmnb"), message_bytes,
-                                           queue_bytes, "a queue is full early"));
+    findings.push_back(check_largest_message(read_limit(directory, "msgmax")));
+    findings.push_back(check_queue_room(read_limit(directory, "msgmnb")));
     findings.push_back(check_count(read_limit(directory, "msgmni"), use.queues,
                                    has_owner ? 1 : least_queues, has_owner ? 1 : most_queues,
                                    "queues"));

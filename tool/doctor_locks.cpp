@@ -68,24 +68,24 @@ int take_after_death(int robustness) {
 Finding judge_take_after_death(int result) {
     const char* const name = "locks";
     if (result == EOWNERDEAD) {
-        return {name, Verdict::ok, "a lock whose holder died goes to the next taker, who is told",
-                ""};
+        return {name, Verdict::ok, "a lock whose holder died goes to the next taker, who is told"};
     }
     const std::string cure =
-        "zgrep CONFIG_FUTEX= /proc/config.gz must say y; run on the machine itself, not under "
-        "user-mode "
+        "boot a kernel where this says y, and run on the machine itself, not under user-mode "
         "emulation";
+    const std::string command = "zgrep CONFIG_FUTEX= /proc/config.gz";
     if (result == 0) {
         return {name, Verdict::fail, "a lock whose holder died is free again, but nobody is told",
-                cure};
+                cure, command};
     }
     if (result == EBUSY) {
         return {name, Verdict::fail,
-                "a lock whose holder died stays taken: whoever wants it waits for ever", cure};
+                "a lock whose holder died stays taken: whoever wants it waits for ever", cure,
+                command};
     }
     return {name, Verdict::fail,
-            "locks between processes do not work: " + std::generic_category().message(result),
-            cure};
+            "locks between processes do not work: " + std::generic_category().message(result), cure,
+            command};
 }
 
 Finding check_locks() {

@@ -7,22 +7,16 @@
 
 #include <string>
 
+#include "doctor_answer.hpp"
 #include "doctor_finding.hpp"
 
 namespace mox::tool {
-
-// Who answers at a run directory's socket.
-struct FoundOwner {
-    bool answers = false;
-    pid_t pid = 0;  // 0 when nobody answers
-};
-FoundOwner find_owner(const std::string& run_dir);
 
 // The pool's segment in this IPC namespace.
 struct FoundSegment {
     bool exists = false;
     int id = -1;
-    pid_t creator = 0;
+    pid_t creator = 0;              // 0: a process of another PID namespace
     bool creator_is_alive = false;  // and has it mapped, as far as this user may see that
     guint64 bytes = 0;
     guint64 attached = 0;       // processes that have it mapped

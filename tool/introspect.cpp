@@ -6,6 +6,7 @@
 
 #include "json_writer.hpp"
 #include "membership.hpp"
+#include "model_reads.hpp"
 #include "table.hpp"
 #include "value_text.hpp"
 #include "verb_table.hpp"
@@ -267,6 +268,7 @@ void run_introspect(Call& call) {
         }
         return;
     }
+    refuse_collection_class(owner, name);
     throw Failed(no_class_text(name));
 }
 

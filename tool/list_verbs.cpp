@@ -4,6 +4,7 @@
 
 #include "json_writer.hpp"
 #include "membership.hpp"
+#include "model_reads.hpp"
 #include "table.hpp"
 #include "verb_table.hpp"
 
@@ -30,11 +31,12 @@ void write_object(JsonWriter& json, const MoxHostObjectInfo& info) {
 }
 
 void run_list(Call& call) {
-    const Membership owner(call);
     const TextPtr class_name{g_steal_pointer(&list_class)};
     if (class_name && *class_name == '\0') {
-        throw Failed(no_class_text(""));
+        throw WrongUsage("--class has no value");
     }
+    const Membership owner(call);
+    if (class_name) refuse_collection_class(owner, class_name.get());
     const ObjectInfos infos = object_infos(owner, class_name ? class_name.get() : "");
     if (call.wants_json) {
         JsonWriter json;
@@ -149,6 +151,7 @@ void run_tree(Call& call) {
     const ModelTree tree(owner);
     const std::string top = call.arguments.empty() ? "" : call.arguments[0];
     if (!call.arguments.empty() && !tree.has(top)) {
+        refuse_collection_class(owner, top);
         throw Failed(no_class_text(top));
     }
     if (call.wants_json) {

@@ -2,10 +2,12 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <clocale>
 #include <csignal>
 #include <cstdio>
 #include <exception>
+#include <span>
 
 #include "command_line.hpp"
 #include "output.hpp"
@@ -74,25 +76,29 @@ void run(const CommandLine& line, Output& out) {
     out.flush();
 }
 
-void complain(const std::string& text) {
-    std::fprintf(stderr, "moxctl: %s\n", shown(text).c_str());
+void complain(const std::string& text, std::span<char* const> arguments) {
+    std::fprintf(stderr, "moxctl: %s\n", shown(with_cut_arguments(text, arguments)).c_str());
 }
 
 ExitCode tool_main(int argc, char** argv) {
     std::string hint = "moxctl --help";
+    const std::span<char* const> words(argv, static_cast<std::size_t>(argc));
+    const std::span<char* const> arguments = words.subspan(std::min<std::size_t>(1, words.size()));
     try {
+        // Wrong usage is told as such also where the output cannot be used.
+        const CommandLine line = read_command_line(argc, argv, hint);
         Output out(STDOUT_FILENO);
         keep_free(STDIN_FILENO);
         keep_free(STDERR_FILENO);
-        run(read_command_line(argc, argv, hint), out);
+        run(line, out);
         return ExitCode::done;
     } catch (const OutputClosed&) {
         return ExitCode::done;
     } catch (const WrongUsage& error) {
-        complain(error.what() + ("; see " + hint));
+        complain(error.what() + ("; see " + hint), arguments);
         return ExitCode::wrong_usage;
     } catch (const std::exception& error) {
-        complain(error.what());
+        complain(error.what(), arguments);
         return ExitCode::failed;
     }
 }

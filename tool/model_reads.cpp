@@ -98,6 +98,19 @@ std::vector<VariantPtr> read_together(const std::string& object,
                  "; get them one by one");
 }
 
+void refuse_collection_class(const Membership& owner, const std::string& class_name) {
+    for (const MoxHostClassInfo& info : class_infos(owner)) {
+        if (class_name == info.name) return;
+    }
+    for (const MoxHostObjectInfo& info : object_infos(owner)) {
+        if (info.is_collection != FALSE && class_name == info.class_name) {
+            throw Failed(class_name +
+                         " is the library's own class of collections, without a schema; moxctl "
+                         "list shows them");
+        }
+    }
+}
+
 void refresh(const Membership& owner) {
     ErrorHolder error;
     if (moxhost_refresh(owner.module(), error.out()) == FALSE) {

@@ -46,6 +46,10 @@ VariantPtr read_value(const Place& place);
 std::vector<VariantPtr> read_together(const std::string& object,
                                       const std::vector<std::string>& properties);
 
+// Throws Failed for the class of the collections, which is the library's own: it is in no profile,
+// and has no schema. A class of that name in the profile is one as any other.
+void refuse_collection_class(const Membership& owner, const std::string& class_name);
+
 // Has the owner read its hardware; returns when the fresh values are in the pool. Throws Failed.
 void refresh(const Membership& owner);
 

@@ -2,12 +2,13 @@
 # Completion of moxctl for bash: verbs, options, and the names of classes, objects and properties.
 #
 # Every word comes from moxctl itself ("moxctl words"), so nothing here names a verb or an option.
-# Without an owner there are no names of the model, and no word of complaint. Words before the one
-# that is completed are split at blanks, whatever quotes they have.
+# Without an owner there are no names of the model, and no word of complaint. A blank within a word
+# must stand behind a backslash, as it does in what is offered; quotes are not understood. A name
+# that begins with "-" is offered behind "--" only, because it would be an option before it.
 
 # Prints the words of a kind, asking the owner that the command line names.
 _moxctl_words() {
-    "$program" ${run_dir:+--run-dir "$run_dir"} words "$@" 2>/dev/null
+    "$program" ${run_dir:+--run-dir "$run_dir"} words -- "$@" 2>/dev/null
 }
 
 # Prints what can stand for an argument or an option's value, by the name that the help gives it.
@@ -28,7 +29,9 @@ _moxctl_take() {
         [[ $option == --run-dir || $option == -r ]] && run_dir=$word
         [[ $wanted == OBJECT ]] && object=$word
         wanted=
-    elif [[ $word == -* ]]; then
+    elif [[ $word == -- && -n $verb ]]; then
+        ended=yes
+    elif [[ $word == -* && -z $ended ]]; then
         option=${word%%=*}
         while read -r line; do
             [[ $line == "$option "* ]] && wanted=${line#* }
@@ -46,7 +49,7 @@ _moxctl_take() {
 _moxctl_offers() {
     if [[ -n $wanted ]]; then
         _moxctl_values "$wanted"
-    elif [[ $current == -* ]]; then
+    elif [[ $current == -* && -z $ended ]]; then
         _moxctl_words options ${verb:+"$verb"} | cut -d ' ' -f 1
     elif [[ -z $verb ]]; then
         _moxctl_words verbs
@@ -59,18 +62,20 @@ _moxctl_offers() {
             argument=${arguments[-1]}
             [[ $argument == *... ]] || return
         fi
-        _moxctl_values "$(tr -d '[].' <<<"$argument")"
+        argument=$(tr -d '[].' <<<"$argument")
+        if [[ -n $ended ]]; then _moxctl_values "$argument"; else _moxctl_values "$argument" | grep -v '^-'; fi
     fi
 }
 
 _moxctl() {
     COMPREPLY=()
     local line=${COMP_LINE:0:COMP_POINT} word offer
-    local current='' verb='' object='' run_dir='' option='' wanted=''
+    local current='' verb='' object='' run_dir='' option='' wanted='' ended=''
     local -i count=0
     local -a words
-    read -ra words <<<"$line"
-    [[ $line == *[[:blank:]] ]] || { current=${words[-1]} && unset 'words[-1]'; }
+    # shellcheck disable=SC2162  # a backslash keeps a blank within its word
+    read -a words <<<"$line"
+    [[ $line == *[[:blank:]] && $line != *\\[[:blank:]] ]] || { current=${words[-1]} && unset 'words[-1]'; }
     local program=${words[0]}
     type -P -- "$program" >/dev/null || return 0
     for word in "${words[@]:1}"; do
@@ -89,6 +94,7 @@ _moxctl() {
     local breaks=${COMP_WORDBREAKS//[^:=]/}
     [[ -n $breaks ]] || return 0
     local kept=${current%"${current##*["$breaks"]}"}
+    [[ -z $kept ]] || kept=$(printf %q "$kept")
     COMPREPLY=("${COMPREPLY[@]#"$kept"}")
 }
 

@@ -116,6 +116,11 @@ void Output::write_all(std::string_view text) {
     }
 }
 
+bool Output::has_lost_reader() const {
+    pollfd asked = {descriptor_, 0, 0};
+    return poll(&asked, 1, 0) == 1 && (asked.revents & (POLLERR | POLLHUP)) != 0;
+}
+
 std::string Output::styled(Style style, std::string_view text) const {
     if (!has_colour_ || style == Style::plain || text.empty()) {
         return std::string(text);
@@ -143,6 +148,31 @@ std::string shown(std::string_view text) {
         text.remove_prefix(length);
     }
     return result;
+}
+
+std::string with_cut_arguments(std::string message, std::span<char* const> arguments) {
+    constexpr std::size_t longest = 64;
+    constexpr std::size_t longest_path = 128;  // more than a socket's can have
+    for (const std::string_view argument : arguments) {
+        const std::size_t equals = argument.find('=');
+        const std::string_view value = equals == argument.npos ? "" : argument.substr(equals + 1);
+        for (const std::string_view echoed : {argument, value}) {
+            const bool is_path = !echoed.empty() && echoed.front() == '/';
+            if (echoed.size() <= (is_path ? longest_path : longest)) continue;
+            std::size_t end = longest;
+            // Not within a character: its later bytes begin with the bits 10.
+            while (end > longest - 4 &&
+                   (static_cast<unsigned char>(echoed[end]) & 0xc0U) == 0x80U) {
+                --end;
+            }
+            const std::string cut = std::string(echoed.substr(0, end)) + "...";
+            for (std::size_t at = message.find(echoed); at != std::string::npos;
+                 at = message.find(echoed, at + cut.size())) {
+                message.replace(at, echoed.size(), cut);
+            }
+        }
+    }
+    return message;
 }
 
 std::size_t width_of(std::string_view text) {

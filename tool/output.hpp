@@ -9,6 +9,7 @@
 #define MOX_TOOL_OUTPUT_HPP
 
 #include <exception>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -53,6 +54,9 @@ public:
     // Output; which one may change.
     void write_now(std::string_view text);
 
+    // Whether the reader has gone, as far as that shows without writing. Any thread, at any time.
+    bool has_lost_reader() const;
+
     bool is_terminal() const { return is_terminal_; }
     bool has_colour() const { return has_colour_; }
     // Whether box characters can be shown: the locale's characters are UTF-8.
@@ -75,6 +79,10 @@ private:
 // no UTF-8 are shown as escapes such as \n, \u001b and \xff. For names and messages; values of
 // properties are shown as GVariant text, which does the same.
 std::string shown(std::string_view text);
+
+// A message in which every argument of the command line that is longer than people read is cut,
+// with a mark.
+std::string with_cut_arguments(std::string message, std::span<char* const> arguments);
 
 // How many columns a text takes on a terminal. text: UTF-8 without control characters.
 std::size_t width_of(std::string_view text);

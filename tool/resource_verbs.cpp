@@ -75,8 +75,8 @@ void run_modules(Call& call) {
                  {"SINCE"},
                  {"COPIES", Align::right},
                  {"LISTENS", Align::right},
-                 {"SENT", Align::right},
-                 {"LOST", Align::right}});
+                 {"SENT BY OWNER", Align::right},
+                 {"LOST BY ANY", Align::right}});
     for (const MoxHostModuleInfo& info : infos) {
         table.add({info.name, type_of(info), std::to_string(info.pid), std::to_string(info.id),
                    time_text(info.joined_us, "%Y-%m-%d %H:%M:%S"), std::to_string(info.copies),

@@ -70,9 +70,14 @@ const char* persist_word(PER_MODE_E mode) {
     return "none";
 }
 
+bool is_reference(const MoxHostPropertyInfo& info) {
+    return info.source_kind == MOXHOST_SOURCE_PROPERTY;
+}
+
 std::string source_words(const MoxHostPropertyInfo& info) {
     const std::string kind = source_word(info.source_kind);
     const bool has_text = info.source != nullptr && info.source[0] != '\0';
+    if (is_reference(info) && !has_text) return "a reference that leads nowhere";
     return has_text ? kind + " " + info.source : kind;
 }
 
@@ -111,6 +116,15 @@ struct ShownProperty {
         : info(listed), value(read_value({object, listed.name}, status)) {}
 };
 
+// The declared type; for a reference with the type of the value that it leads to.
+std::string declared_type(const ShownProperty& property) {
+    const std::string declared = property.info.type;
+    if (!is_reference(property.info)) return declared;
+    return property.value ? declared + " (reference to " +
+                                g_variant_get_type_string(property.value.get()) + ")"
+                          : declared + " (reference)";
+}
+
 Cell value_cell(const ShownProperty& property) {
     if (!property.value) {
         return {std::string("unreadable: ") + mox_status_name(property.status), Style::bad};
@@ -125,13 +139,13 @@ void print_properties(Output& out, const std::vector<ShownProperty>& properties)
                  {"SOURCE"},
                  {"STATE"},
                  {"SAVED AS"},
-                 {"EVENTS", Align::right},
+                 {"EVENTS BY OWNER", Align::right},
                  {"LISTENERS"}});
     for (const ShownProperty& property : properties) {
         PROPERTY_STATE_S bits;
         bits.all = property.info.state;
         table.add({property.info.name,
-                   property.info.type,
+                   declared_type(property),
                    value_cell(property),
                    cut(source_words(property.info)),
                    {joined(state_words(property.info.state)),
@@ -146,10 +160,13 @@ void print_properties(Output& out, const std::vector<ShownProperty>& properties)
 void write_property(JsonWriter& json, const ShownProperty& property) {
     json.begin_object();
     json.member("property", property.info.name);
+    json.member("type", property.info.type);
+    json.member("reference", is_reference(property.info));
     if (property.value) {
-        add_value(json, property.value.get());
+        json.member("value_type", g_variant_get_type_string(property.value.get()));
+        json.member("value", exact_text(property.value.get()));
     } else {
-        json.member("type", property.info.type);
+        json.member_null("value_type");
         json.member_null("value");
         json.member("error", status_words(property.status));
     }
@@ -236,8 +253,8 @@ const Verb show_verb = {
         "Words of the state: overridden (forced), modified (changed since it was saved), saved\n"
         "(has a saved value), synced (memory is current), readable and writable (through the\n"
         "accessor), sync (a live read stores the value). Long texts are cut; moxctl get and\n"
-        "--json give them whole. A value behind an accessor is as old as the owner's last\n"
-        "reading; --refresh makes it new.",
+        "--json give them whole. A value behind an accessor is the last one that the owner\n"
+        "could read; --refresh has it read anew.",
     .example = "moxctl show Tank",
     .fewest = 1,
     .most = 1,

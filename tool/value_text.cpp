@@ -5,10 +5,12 @@
 #include <charconv>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <map>
 
 #include "verb.hpp"
+#include "wire/quoted_text.hpp"
 
 namespace mox::tool {
 namespace {
@@ -20,15 +22,6 @@ std::string hexadecimal(double number) {
     return text.data();
 }
 
-// The end of the text in quotes that begins at a place, behind its closing quote.
-std::size_t end_of_quoted(const std::string& text, std::size_t at) {
-    const char quote = text[at++];
-    while (at < text.size() && text[at] != quote) {
-        at += std::size_t{text[at] == '\\' ? 2U : 1U};
-    }
-    return std::min(at + 1, text.size());
-}
-
 // A GVariant text whose numbers can all be read back.
 std::string readable(const std::string& text) {
     static constexpr char of_number[] = "0123456789+-.e";
@@ -36,7 +29,7 @@ std::string readable(const std::string& text) {
     for (std::size_t at = 0; at < text.size();) {
         std::size_t end = at + 1;
         if (text[at] == '\'' || text[at] == '"') {
-            end = end_of_quoted(text, at);
+            end = host::wire::end_of_quoted(text, at);
         } else if (std::strchr(of_number, text[at]) != nullptr) {
             end = std::min(text.find_first_not_of(of_number, at), text.size());
         }
@@ -103,6 +96,22 @@ void add_value(JsonWriter& json, GVariant* value) {
     json.member("value", exact_text(value));
 }
 
+std::string cause_of(const std::string& message, const std::string& text) {
+    const std::size_t colon = message.find(':');
+    const std::string places = message.substr(0, colon);
+    if (colon == std::string::npos || places.find_first_not_of("0123456789-,") != places.npos) {
+        return message;
+    }
+    const std::string cause = message.substr(colon + 1);
+    std::size_t farthest = 0;
+    for (const char* at = places.c_str(); *at != '\0';) {
+        char* end = nullptr;
+        farthest = std::max<std::size_t>(farthest, std::strtoul(at, &end, 10));
+        at = *end == '\0' ? end : end + 1;
+    }
+    return farthest > text.size() ? cause : "characters " + places + ": " + cause;
+}
+
 VariantPtr value_of_text(const std::string& text, const std::string& type,
                          const std::string& place) {
     ErrorHolder error;
@@ -112,6 +121,9 @@ VariantPtr value_of_text(const std::string& text, const std::string& type,
     if (g_utf8_validate(text.data(), static_cast<gssize>(text.size()), nullptr) == FALSE) {
         throw Failed(what + ": it is not UTF-8");
     }
+    if (const std::string escape = host::wire::bad_escape(text); !escape.empty()) {
+        throw Failed(what + ": " + escape + " stands for no character");
+    }
     GVariant* const value =
         g_variant_parse(G_VARIANT_TYPE(type.c_str()), text.c_str(), nullptr, nullptr, error.out());
     if (value != nullptr) {
@@ -120,12 +132,16 @@ VariantPtr value_of_text(const std::string& text, const std::string& type,
     if (type == "s" && !begins_with_quote(text)) {
         return VariantPtr{g_variant_ref_sink(g_variant_new_string(text.c_str()))};
     }
-    // The parser says "0-3:cause", counting characters from 0.
-    std::string cause = error.text();
-    if (const std::size_t colon = cause.find(':'); colon != std::string::npos) {
-        cause.insert(colon + 1, " ");
-    }
-    throw Failed(what + " (characters " + cause + ")");
+    const bool is_out_of_range =
+        error.is(G_VARIANT_PARSE_ERROR, G_VARIANT_PARSE_ERROR_NUMBER_OUT_OF_RANGE) ||
+        error.is(G_VARIANT_PARSE_ERROR, G_VARIANT_PARSE_ERROR_NUMBER_TOO_BIG);
+    const bool has_real = type.find('d') != std::string::npos;
+    throw Failed(what + " (" + cause_of(error.text(), text) + ")" +
+                 (is_out_of_range && has_real
+                      ? "; decimal numbers go from 2.2250738585072014e-308 to "
+                        "1.7976931348623157e308, beyond them stand inf, "
+                        "and hexadecimal ones as 0x1p-1074"
+                      : ""));
 }
 
 std::string type_words(const std::string& type) {

@@ -30,6 +30,10 @@ void add_value(JsonWriter& json, GVariant* value);
 VariantPtr value_of_text(const std::string& text, const std::string& type,
                          const std::string& place);
 
+// What the parser of GVariant text says of a text, "0-3:cause" with places counted from 0, in
+// words. A place beyond the text's end, which it may give, is left out.
+std::string cause_of(const std::string& message, const std::string& text);
+
 // A type in words: "u" gives "32-bit unsigned number"; "" for a type without a word of its own.
 std::string type_words(const std::string& type);
 

@@ -1,4 +1,5 @@
 // get, set, override and cancel: values of single properties.
+#include <moxplat/driver.h>
 #include <moxplat/persist_store.h>
 
 #include "json_writer.hpp"
@@ -52,7 +53,13 @@ void run_get(Call& call) {
     const std::string& object = call.arguments[0];
     const std::vector<std::string> properties(call.arguments.begin() + 1, call.arguments.end());
     const PropertyInfos infos = property_infos(owner, object);
-    for (const std::string& property : properties) property_named(infos, {object, property});
+    for (const std::string& property : properties) {
+        const Place place{object, property};
+        // One that leads nowhere is told as such.
+        if (property_named(infos, place).source_kind == MOXHOST_SOURCE_PROPERTY) {
+            follow(owner, place);
+        }
+    }
     if (wants_refresh != FALSE) refresh(owner);
     const std::vector<VariantPtr> values = read_all(object, properties);
     if (!call.wants_json) {
@@ -84,17 +91,21 @@ Reading read_now(const Target& target) {
     return {read_value(target.place, status), target.is_overridden};
 }
 
+bool is_of_driver(gint32 status) {
+    return status <= DRIVER_ERR_BAD_ARGUMENT && status >= DRIVER_ERR_REFUSED;
+}
+
 [[noreturn]] void fail_write(const ErrorHolder& error, const Target& target) {
     const std::string name = target.place.name();
-    if (error.is(MOXHOST_ERROR, MOXHOST_ERROR_STATE)) {
-        throw Failed(name + " is not overridden; there is nothing to cancel");
-    }
     const gint32 status = error.status();
     if (status == MOX_OK) {
         throw Failed(error.text());
     }
     if (status >= PER_ERROR_PARA_0_INVALID && status <= PER_ERROR_CLEAR_CFG_FLAG) {
         throw Failed(name + " has the value, but it is not saved: " + status_words(status));
+    }
+    if (is_of_driver(status)) {
+        throw Failed(name + " has the value, but the hardware has not: " + status_words(status));
     }
     std::string cure;
     if (status == MOX_ERR_OVERRIDDEN) {
@@ -103,6 +114,23 @@ Reading read_now(const Target& target) {
         cure = ": only objects of the profile can be written, not collections";
     }
     throw Failed(name + " is not written: " + status_words(status) + cure);
+}
+
+// The override may have ended all the same: then it is the read of the true value that failed.
+[[noreturn]] void fail_cancel(const ErrorHolder& error, const Membership& owner,
+                              const Target& target) {
+    const std::string name = target.place.name();
+    if (error.is(MOXHOST_ERROR, MOXHOST_ERROR_STATE)) {
+        throw Failed(name + " is not overridden; there is nothing to cancel");
+    }
+    const gint32 status = error.status();
+    if (status == MOX_OK || follow(owner, target.place).is_overridden) {
+        fail_write(error, target);
+    }
+    throw Failed(name + ": the override has ended, but " +
+                 (is_of_driver(status) ? "the hardware cannot be read: "
+                                       : "the value behind it cannot be had: ") +
+                 status_words(status) + "; the forced value stays until it can");
 }
 
 void report(Call& call, const Place& place, const Target& target, const Reading& before,
@@ -165,10 +193,9 @@ void run_cancel(Call& call) {
     ErrorHolder error;
     if (moxhost_operator_cancel(owner.module(), place.object.c_str(), place.property.c_str(),
                                 error.out()) == FALSE) {
-        fail_write(error, target);
+        fail_cancel(error, owner, target);
     }
     const Target now = follow(owner, place);
-    refresh(owner);
     report(call, place, now, before, read_now(now));
 }
 
@@ -188,7 +215,7 @@ const Verb get_verb = {
         "Prints the value of a property, alone on a line, in GVariant text. With several\n"
         "properties, prints a table of what they were at one and the same moment; what\n"
         "references and formulas give is asked right behind it. A value behind an accessor is\n"
-        "as old as the owner's last reading; --refresh makes it new.",
+        "the last one that the owner could read; --refresh has it read anew.",
     .example = "moxctl get Tank Level\nmoxctl get Tank Level Label --json",
     .fewest = 2,
     .most = any_number,
@@ -230,8 +257,9 @@ const Verb cancel_verb = {
     .summary = "end an override",
     .description =
         "Has the owner end the override of a property, for a reference that of the property\n"
-        "that it leads to, and read its hardware, so that the true value comes back. In plain\n"
-        "memory, the forced value stays until the next write.",
+        "that it leads to. A property with hardware has the hardware's value again at once. A\n"
+        "formula keeps the forced value until one of its inputs changes, plain memory until\n"
+        "the next write.",
     .example = "moxctl cancel Tank Level",
     .fewest = 2,
     .most = 2,

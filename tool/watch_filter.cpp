@@ -126,7 +126,13 @@ void WatchFilter::choose_classes(const Membership& owner, const std::string& roo
 void WatchFilter::learn_objects(const Membership& owner) {
     bool is_there = options_.object.empty();
     for (const MoxHostObjectInfo& info : object_infos(owner)) {
-        if (info.is_collection != FALSE || !wants_object(info.name)) continue;
+        if (!wants_object(info.name)) continue;
+        if (info.is_collection != FALSE) {
+            if (options_.object.empty()) continue;
+            throw Failed(options_.object +
+                         " is a collection, which sends no events; watch --class CLASS shows the "
+                         "objects that come and go");
+        }
         is_there = true;
         const std::string class_name = info.class_name;
         if (std::find(classes_.begin(), classes_.end(), class_name) == classes_.end()) {

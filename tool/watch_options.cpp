@@ -2,8 +2,8 @@
 // and numbers are read whole or not at all.
 #include "watch_options.hpp"
 
+#include <cfloat>
 #include <charconv>
-#include <cmath>
 
 #include "glib_owners.hpp"
 #include "verb.hpp"
@@ -33,10 +33,11 @@ std::optional<Number> number_of(const std::optional<std::string>& text) {
 }
 
 std::optional<double> positive(const char* option, const std::optional<std::string>& text,
-                               double most) {
+                               double most, const char* most_text) {
     const std::optional<double> number = number_of<double>(text);
     if (number && !(*number > 0 && *number <= most)) {
-        throw WrongUsage(std::string(option) + " needs a number above 0, not \"" + *text + "\"");
+        throw WrongUsage(std::string(option) + " needs a number above 0, at most " + most_text +
+                         ", not \"" + *text + "\"");
     }
     return number;
 }
@@ -49,13 +50,15 @@ WatchOptions read_watch_options() {
     options.object = single("--object", given_to_watch.object_texts).value_or("");
     options.property = single("--property", given_to_watch.property_texts).value_or("");
     options.min_change =
-        positive("--min-change", single("--min-change", given_to_watch.change_texts), HUGE_VAL);
-    options.timeout_s =
-        positive("--timeout", single("--timeout", given_to_watch.timeout_texts), longest_timeout_s);
+        positive("--min-change", single("--min-change", given_to_watch.change_texts), DBL_MAX,
+                 "1.7976931348623157e308");
+    options.timeout_s = positive("--timeout", single("--timeout", given_to_watch.timeout_texts),
+                                 longest_timeout_s, "1000000000");
     const std::optional<std::string> count = single("--count", given_to_watch.count_texts);
     options.count = number_of<guint64>(count);
     if (options.count && *options.count == 0) {
-        throw WrongUsage("--count needs a whole number from 1, not \"" + *count + "\"");
+        throw WrongUsage("--count needs a whole number from 1 to 18446744073709551615, not \"" +
+                         *count + "\"");
     }
     return options;
 }

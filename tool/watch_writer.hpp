@@ -33,8 +33,8 @@ public:
     // Whether so much has been written that going on after a loss is worth while.
     bool has_caught_up() const { return ring_.used() < ring_.size() / 2; }
 
-    // Whether writing has failed; then nothing more is written.
-    bool has_failed() const { return has_failed_.load(); }
+    // Whether writing has failed, or would: the reader has gone. Then nothing more is written.
+    bool has_failed() const { return has_failed_.load() || out_.has_lost_reader(); }
 
     enum class Patience {
         while_it_moves,  // the reader may be slow, but takes something every 10 seconds

@@ -47,6 +47,11 @@ std::optional<Segment> look_up() {
 
 bool is_alive(const Segment& segment) {
     const pid_t creator = segment.status.shm_cpid;
+    // Made in another PID namespace: whether that process lives cannot be told, but whether anybody
+    // uses it can.
+    if (creator <= 0) {
+        return segment.status.shm_nattch > 0;
+    }
     const std::optional<std::int64_t> started = start_time_of(creator);
     return started && (*started <= std::int64_t{segment.status.shm_ctime} + rounding_s ||
                        has_segment_mapped(creator, segment.id));

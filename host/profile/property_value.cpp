@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "profile/json_members.hpp"
+#include "wire/quoted_text.hpp"
 
 namespace mox::host {
 namespace {
@@ -89,6 +90,10 @@ private:
     }
 
     VariantPtr from_text(const gchar* text, const GVariantType* type) const {
+        if (const std::string escape = wire::bad_escape(text); !escape.empty()) {
+            return fail("text " + quoted(text) + " is no value of type " + text_of(type) + ": " +
+                        escape + " stands for no character");
+        }
         GError* raw_error = nullptr;
         GVariant* const value = g_variant_parse(type, text, nullptr, nullptr, &raw_error);
         const std::unique_ptr<GError, ErrorDelete> error(raw_error);

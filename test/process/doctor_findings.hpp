@@ -33,6 +33,10 @@ inline auto cure(const std::string& text) {
     return ::testing::Field(&tool::Finding::cure, ::testing::HasSubstr(text));
 }
 
+inline auto command(const std::string& text) {
+    return ::testing::Field(&tool::Finding::command, text);
+}
+
 // A limit of this namespace, put back at the end.
 class Setting {
 public:
@@ -102,7 +106,7 @@ namespace mox::tool {
 // How a finding is shown when a test fails.
 inline void PrintTo(const Finding& finding, std::ostream* out) {
     *out << "verdict " << static_cast<int>(finding.verdict) << ": " << finding.found
-         << "; cure: " << finding.cure;
+         << "; cure: " << finding.cure << "; command: " << finding.command;
 }
 
 }  // namespace mox::tool

@@ -67,16 +67,24 @@ TEST(DoctorLimits, WarnOfSmallMessagesThatAnOwnerOfThisUserRaises) {
     EXPECT_THAT(limit("msgmax"),
                 AllOf(is(Verdict::warn, "kernel.msgmax is 8192, 8264 is needed"),
                       Field(&Finding::found, HasSubstr("this user starts raises it")),
-                      cure("sysctl -w kernel.msgmax=8264")));
+                      cure("kernel.msgmax=8264 in /etc/sysctl.d/"),
+                      command("sysctl -w kernel.msgmax=8264")));
 }
 
-TEST(DoctorLimits, FailOfSmallMessagesThatNobodyMayRaise) {
+TEST(DoctorLimits, WarnOfValuesThatAreNotAnnouncedWhereNobodyMayRaiseSmallMessages) {
     const LimitFiles files;
+    files.link_to_fixed("msgmax", "ngroups_max");
+    EXPECT_THAT(limit_in(files, "msgmax"), is(Verdict::ok, "kernel.msgmax is 65536"));
     files.link_to_fixed("msgmax", "cap_last_cap");
     EXPECT_THAT(limit_in(files, "msgmax"),
-                AllOf(is(Verdict::fail, "8264 is needed: the largest messages are refused"),
+                AllOf(is(Verdict::warn, "values longer than 0 bytes are not announced"),
                       Field(&Finding::found, Not(HasSubstr("raises it"))),
-                      cure("echo kernel.msgmax=8264 >> /etc/sysctl.d/")));
+                      command("sysctl -w kernel.msgmax=8264")));
+}
+
+TEST(DoctorLimits, TellTheLargestValueThatIsAnnounced) {
+    const Setting setting("msgmax", "8192");
+    EXPECT_THAT(limit("msgmax"), is(Verdict::warn, "values longer than 8044 bytes"));
 }
 
 TEST(DoctorLimits, WarnOfASmallQueueThatHoldsOneLargeMessage) {
@@ -84,7 +92,7 @@ TEST(DoctorLimits, WarnOfASmallQueueThatHoldsOneLargeMessage) {
     files.link_to_fixed("msgmnb", "ngroups_max");
     EXPECT_THAT(limit_in(files, "msgmnb"),
                 AllOf(is(Verdict::warn, "262144 is needed: a queue is full early"),
-                      cure("sysctl -w kernel.msgmnb=262144")));
+                      command("sysctl -w kernel.msgmnb=262144")));
 }
 
 TEST(DoctorLimits, FailOfAQueueThatHoldsNoLargeMessage) {
@@ -96,7 +104,7 @@ TEST(DoctorLimits, FailOfAQueueThatHoldsNoLargeMessage) {
 TEST(DoctorLimits, FailWhenNoTwoQueuesCanBeMade) {
     const Setting setting("msgmni", "1");
     EXPECT_THAT(limit("msgmni"),
-                AllOf(is(Verdict::fail, "room for 1"), cure("sysctl -w kernel.msgmni=128")));
+                AllOf(is(Verdict::fail, "room for 1"), command("sysctl -w kernel.msgmni=128")));
 }
 
 TEST(DoctorLimits, WarnWhenNotAllModulesGetAQueue) {
@@ -122,7 +130,7 @@ TEST(DoctorLimits, FailWhenASegmentMayNotHaveThePoolsSize) {
     const Setting setting("shmmax", "8388608");
     EXPECT_THAT(limit("shmmax"),
                 AllOf(is(Verdict::fail, "it cannot be made"),
-                      cure("sysctl -w kernel.shmmax=33554432"), cure("SHAMRE_MEMORY_SIZE=8")));
+                      command("sysctl -w kernel.shmmax=33554432"), cure("SHAMRE_MEMORY_SIZE=8")));
     EXPECT_EQ(
         finding_of(check_limits(kernel_settings, count_ipc_use(8 * mib, false)), "shmmax").verdict,
         Verdict::ok);
@@ -130,8 +138,9 @@ TEST(DoctorLimits, FailWhenASegmentMayNotHaveThePoolsSize) {
 
 TEST(DoctorLimits, FailWhenAllSegmentsTogetherMayNotHoldThePool) {
     const Setting setting("shmall", "2048");
-    EXPECT_THAT(limit("shmall"), AllOf(is(Verdict::fail, "the pool cannot be made"),
-                                       cure("sysctl -w kernel.shmall=")));
+    EXPECT_THAT(limit("shmall"),
+                AllOf(is(Verdict::fail, "the pool cannot be made"),
+                      Field(&Finding::command, HasSubstr("sysctl -w kernel.shmall="))));
 }
 
 TEST(DoctorLimits, FailWhenThereMayBeOneSegmentOnly) {

@@ -12,6 +12,7 @@
 #include <unistd.h>
 #include <doctor.hpp>
 #include <doctor_address.hpp>
+#include <doctor_answer.hpp>
 #include <doctor_directories.hpp>
 #include <doctor_locks.hpp>
 #include <doctor_owner.hpp>
@@ -20,12 +21,10 @@
 #include <filesystem>
 
 #include "doctor_findings.hpp"
-#include "wire/directories.hpp"
 
 namespace mox::test {
 namespace {
 
-using host::wire::state_directory;
 using ::testing::AllOf;
 using ::testing::Field;
 using ::testing::HasSubstr;
@@ -37,6 +36,7 @@ using tool::check_state_directory;
 using tool::find_owner;
 using tool::find_segment;
 using tool::Finding;
+using tool::FoundOwner;
 using tool::FoundSegment;
 using tool::judge_owner;
 using tool::judge_refused_address;
@@ -82,7 +82,8 @@ TEST(DoctorAddress, IsOutOfReachOnAKernelThatEndsUserSpaceBelowIt) {
         "7ebb8000-7ebb9000 r-xp 00000000 00:00 0          [sigpage]\n";
     EXPECT_THAT(judge_refused_address(EINVAL, maps, 32 * mib),
                 AllOf(is(Verdict::fail, "user space ends at 0x7ebb9000"),
-                      Field(&Finding::found, HasSubstr("2G/2G")), cure("VMSPLIT_3G")));
+                      Field(&Finding::found, HasSubstr("2G/2G")),
+                      command("zgrep VMSPLIT_3G= /proc/config.gz")));
 }
 
 TEST(DoctorAddress, IsRefusedForTheSystemsOwnCauseElse) {
@@ -100,8 +101,9 @@ TEST(DoctorLocks, AreHandedOnWhenTheirHolderDies) {
 TEST(DoctorLocks, FailWhereADeadHolderKeepsThem) {
     const int result = take_after_death(PTHREAD_MUTEX_STALLED);
     EXPECT_EQ(result, EBUSY);
-    EXPECT_THAT(judge_take_after_death(result),
-                AllOf(is(Verdict::fail, "waits for ever"), cure("CONFIG_FUTEX")));
+    EXPECT_THAT(
+        judge_take_after_death(result),
+        AllOf(is(Verdict::fail, "waits for ever"), command("zgrep CONFIG_FUTEX= /proc/config.gz")));
 }
 
 TEST(DoctorLocks, FailWhereNobodyIsToldOfTheDeath) {
@@ -129,8 +131,33 @@ TEST(DoctorSegment, OfADeadOwnerIsLeftBehind) {
     const FoundSegment segment = find_segment();
     EXPECT_THAT(judge_segment(segment, {}),
                 AllOf(is(Verdict::warn, "was left by the dead process " + pid),
-                      cure("ipcrm -m " + std::to_string(segment.id))));
+                      command("ipcrm -m " + std::to_string(segment.id))));
     ASSERT_EQ(shmctl(segment.id, IPC_RMID, nullptr), 0);
+}
+
+TEST(DoctorSegment, OfAnOwnerThatDiedAndWasNotWaitedForIsLeftBehind) {
+    const Neighbour owner([] {
+        if (shmat(make_pool(), nullptr, 0) == nullptr) _exit(1);
+    });
+    ASSERT_TRUE(find_segment().creator_is_alive);
+    kill(owner.pid(), SIGKILL);
+    ASSERT_TRUE(eventually([&] { return tool::state_of_process(owner.pid()) == 'Z'; }));
+    const FoundSegment segment = find_segment();
+    EXPECT_FALSE(segment.creator_is_alive);
+    EXPECT_THAT(judge_segment(segment, {}), is(Verdict::warn, "was left by the dead process"));
+    ASSERT_EQ(shmctl(segment.id, IPC_RMID, nullptr), 0);
+}
+
+TEST(DoctorSegment, OfAnotherPidNamespaceIsNotToBeRemoved) {
+    FoundSegment segment;
+    segment.exists = true;
+    segment.id = 7;
+    segment.attached = 1;
+    segment.is_removable = true;
+    EXPECT_THAT(judge_segment(segment, {}), AllOf(is(Verdict::fail, "another PID namespace"),
+                                                  cure("leave it alone"), command("")));
+    EXPECT_THAT(judge_segment(segment, {true, 0, 0, false, false}),
+                is(Verdict::ok, "is the owner's"));
 }
 
 TEST(DoctorSegment, OfAnotherUsersDeadOwnerFails) {
@@ -138,8 +165,8 @@ TEST(DoctorSegment, OfAnotherUsersDeadOwnerFails) {
     segment.exists = true;
     segment.id = 7;
     segment.creator = 4711;
-    EXPECT_THAT(judge_segment(segment, {}),
-                AllOf(is(Verdict::fail, "it is another user's"), cure("ipcrm -m 7 as root")));
+    EXPECT_THAT(judge_segment(segment, {}), AllOf(is(Verdict::fail, "it is another user's"),
+                                                  cure("as root"), command("ipcrm -m 7")));
 }
 
 TEST(DoctorSegment, OfALivingOwnerThatDoesNotAnswerFails) {
@@ -149,29 +176,62 @@ TEST(DoctorSegment, OfALivingOwnerThatDoesNotAnswerFails) {
     const FoundSegment segment = find_segment();
     const std::string pid = std::to_string(owner.pid());
     EXPECT_THAT(judge_segment(segment, {}),
-                AllOf(is(Verdict::fail, "belongs to process " + pid), cure("kill " + pid)));
-    EXPECT_THAT(judge_segment(segment, {true, owner.pid()}),
+                AllOf(is(Verdict::fail, "belongs to process " + pid), command("kill " + pid)));
+    EXPECT_THAT(judge_segment(segment, {true, owner.pid(), 0, false, false}),
                 is(Verdict::ok, "is the owner's; processes that have it mapped: 1"));
-    EXPECT_EQ(judge_segment(segment, {true, owner.pid() + 1}).verdict, Verdict::fail);
+    EXPECT_EQ(judge_segment(segment, {true, owner.pid() + 1, 0, false, false}).verdict,
+              Verdict::fail);
     ASSERT_EQ(shmctl(segment.id, IPC_RMID, nullptr), 0);
 }
 
 TEST(DoctorOwner, IsWhoListensAtTheSocket) {
     const TempDir dir;
     const std::string path = dir.path("").parent_path().string();
-    EXPECT_FALSE(find_owner(path).answers);
+    EXPECT_FALSE(find_owner(path, 100).listens);
     const int listener = socket(AF_UNIX, SOCK_STREAM, 0);
     sockaddr_un address = {};
     address.sun_family = AF_UNIX;
     (path + "/moxd.sock").copy(address.sun_path, sizeof address.sun_path - 1);
     ASSERT_EQ(bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-    EXPECT_FALSE(find_owner(path).answers) << "a socket at which nobody listens is no owner";
+    EXPECT_FALSE(find_owner(path, 100).listens) << "a socket at which nobody listens is no owner";
     ASSERT_EQ(listen(listener, 1), 0);
-    EXPECT_TRUE(find_owner(path).answers);
-    EXPECT_EQ(find_owner(path).pid, getpid());
-    EXPECT_THAT(judge_owner({true, 12}, "/run/x"), is(Verdict::ok, "runs as process 12 at /run/x"));
-    EXPECT_THAT(judge_owner({}, "/run/x"), is(Verdict::ok, "none runs at /run/x"));
+    const FoundOwner silent = find_owner(path, 100);
+    EXPECT_TRUE(silent.listens);
+    EXPECT_EQ(silent.pid, getpid());
+    EXPECT_TRUE(silent.is_silent) << "nobody has answered";
+    EXPECT_THAT(judge_owner(silent, path),
+                AllOf(is(Verdict::fail, "but does not answer"), command("moxctl locks")));
+    // One waits already, and there is no room for more.
+    EXPECT_TRUE(find_owner(path, 100).is_silent);
+    EXPECT_TRUE(find_owner(path, 100).is_silent);
+    EXPECT_TRUE(find_owner(path, 100).listens);
     close(listener);
+}
+
+TEST(DoctorOwner, IsToldWithItsUserAndItsNamespace) {
+    FoundOwner owner{true, 12, geteuid(), false, false};
+    EXPECT_THAT(judge_owner(owner, "/run/x"), is(Verdict::ok, "runs as process 12 at /run/x"));
+    owner.user += 1;
+    EXPECT_THAT(judge_owner(owner, "/run/x"), is(Verdict::ok, "process 12, of user"));
+    owner.pid = 0;
+    EXPECT_THAT(judge_owner(owner, "/run/x"), is(Verdict::ok, "of another PID namespace"));
+    EXPECT_THAT(judge_owner({}, "/run/x"), is(Verdict::ok, "none runs at /run/x"));
+}
+
+TEST(DoctorOwner, ThatIsStoppedFailsAndIsToBeContinued) {
+    HostOwner owner;
+    ASSERT_TRUE(owner.start()) << owner.process().errors();
+    const std::string pid = std::to_string(owner.process().pid());
+    EXPECT_THAT(judge_owner(find_owner(owner.run_dir(), 20000), owner.run_dir()),
+                is(Verdict::ok, "runs as process " + pid));
+    owner.process().signal(SIGSTOP);
+    ASSERT_TRUE(eventually([&] { return tool::state_of_process(owner.process().pid()) == 'T'; }));
+    EXPECT_THAT(judge_owner(find_owner(owner.run_dir(), 200), owner.run_dir()),
+                AllOf(is(Verdict::fail, "process " + pid), is(Verdict::fail, "is stopped"),
+                      command("kill -CONT " + pid)));
+    owner.process().signal(SIGCONT);
+    EXPECT_FALSE(find_owner(owner.run_dir(), 20000).is_silent);
+    EXPECT_EQ(owner.stop(), 0);
 }
 
 TEST(DoctorLeftovers, AreNoneAtFirst) {
@@ -207,14 +267,16 @@ std::string other_users_directory(const TempDir& dir) {
 TEST(DoctorRunDirectory, IsFineWhenItIsThisUsersOrCanBeMade) {
     const TempDir dir;
     EXPECT_THAT(check_run_directory(dir.path("").parent_path()), is(Verdict::ok, "is this user's"));
-    EXPECT_THAT(check_run_directory(dir.path("run")), is(Verdict::ok, "it can be made"));
+    EXPECT_THAT(check_run_directory(dir.path("run")), is(Verdict::ok, "moxd makes it"));
     EXPECT_FALSE(std::filesystem::exists(dir.path("run"))) << "it only looks";
 }
 
 TEST(DoctorRunDirectory, FailsWhenItsParentIsMissing) {
     const TempDir dir;
     EXPECT_THAT(check_run_directory(dir.path("a/run")),
-                AllOf(is(Verdict::fail, "cannot be made"), cure("install -d -m 700")));
+                AllOf(is(Verdict::fail, "cannot be made"),
+                      command("install -d -m 700 -o " + std::to_string(geteuid()) + " -- '" +
+                              dir.path("a/run").string() + "'")));
 }
 
 TEST(DoctorRunDirectory, FailsWhereNothingCanBeMade) {
@@ -225,7 +287,7 @@ TEST(DoctorRunDirectory, FailsWhenItIsAFileOrALink) {
     const TempDir dir;
     const std::string file = dir.write("file", "");
     EXPECT_THAT(check_run_directory(file),
-                AllOf(is(Verdict::fail, "is not a directory"), cure("rm")));
+                AllOf(is(Verdict::fail, "is not a directory"), command("rm -- '" + file + "'")));
     std::filesystem::create_symlink("/tmp", dir.path("link"));
     EXPECT_THAT(check_run_directory(dir.path("link")), is(Verdict::fail, "is not a directory"));
 }
@@ -234,14 +296,15 @@ TEST(DoctorRunDirectory, FailsWhenOthersMayWriteInIt) {
     const TempDir dir;
     const std::string path = dir.path("").parent_path();
     ASSERT_EQ(chmod(path.c_str(), 0770), 0);
-    EXPECT_THAT(check_run_directory(path),
-                AllOf(is(Verdict::fail, "writable by others"), cure("chmod 700 " + path)));
+    EXPECT_THAT(check_run_directory(path), AllOf(is(Verdict::fail, "writable by others"),
+                                                 command("chmod -- 700 '" + path + "'")));
 }
 
 TEST(DoctorRunDirectory, FailsWhenItIsAnotherUsers) {
     const TempDir dir;
     EXPECT_THAT(check_run_directory(other_users_directory(dir)),
-                AllOf(is(Verdict::fail, "belongs to user"), cure("chown")));
+                AllOf(is(Verdict::fail, "belongs to user"),
+                      Field(&Finding::command, HasSubstr("chown -- "))));
 }
 
 TEST(DoctorRunDirectory, FailsWhenItsPathIsTooLongForASocket) {
@@ -253,8 +316,21 @@ TEST(DoctorStateDirectory, IsFineWhenItCanBeWrittenOrMade) {
     const TempDir dir;
     EXPECT_THAT(check_state_directory(dir.path("").parent_path()),
                 is(Verdict::ok, "can be written"));
-    EXPECT_THAT(check_state_directory(dir.path("a/b/state")), is(Verdict::ok, "it can be made"));
+    EXPECT_THAT(check_state_directory(dir.path("a/b/state")), is(Verdict::ok, "moxd makes it"));
     EXPECT_FALSE(std::filesystem::exists(dir.path("a")));
+}
+
+TEST(DoctorStateDirectory, CannotBeMadeInAFileSystemOfTheKernelsOwn) {
+    for (const char* const path : {"/proc/moxd", "/sys/moxd/state"}) {
+        EXPECT_THAT(check_state_directory(path), is(Verdict::warn, "cannot be made")) << path;
+    }
+}
+
+TEST(DoctorStateDirectory, IsQuotedForTheShellInTheCure) {
+    const TempDir dir;
+    const std::string file = dir.write("it's a file; true", "");
+    EXPECT_THAT(check_state_directory(file),
+                command("rm -- '" + dir.path("it").string() + "'\\''s a file; true'"));
 }
 
 TEST(DoctorStateDirectory, WarnsThatNothingIsSavedWhenItCannotBeUsed) {
@@ -266,21 +342,6 @@ TEST(DoctorStateDirectory, WarnsThatNothingIsSavedWhenItCannotBeUsed) {
         EXPECT_THAT(finding, is(Verdict::warn, "nothing lasting is saved")) << path;
         EXPECT_FALSE(finding.cure.empty()) << path;
     }
-}
-
-TEST(StateDirectory, IsTheFirstThatIsSet) {
-    unsetenv("MOX_STATE_DIR");
-    unsetenv("XDG_STATE_HOME");
-    EXPECT_EQ(state_directory(nullptr), geteuid() == 0
-                                            ? "/var/lib/moxd"
-                                            : std::string(g_get_home_dir()) + "/.local/state/moxd");
-    setenv("XDG_STATE_HOME", "/x/state", 1);
-    EXPECT_EQ(state_directory(nullptr), "/x/state/moxd");
-    setenv("MOX_STATE_DIR", "/y", 1);
-    EXPECT_EQ(state_directory(nullptr), "/y");
-    EXPECT_EQ(state_directory("/z/../w"), "/w");
-    unsetenv("MOX_STATE_DIR");
-    unsetenv("XDG_STATE_HOME");
 }
 
 TEST(DoctorExamination, LooksAtEverythingOnce) {

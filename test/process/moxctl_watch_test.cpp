@@ -106,6 +106,14 @@ TEST_F(MoxctlWatch, WhoseReaderGoesAwayEndsQuietly) {
     EXPECT_EQ(watch.errors(), "");
 }
 
+TEST_F(MoxctlWatch, WhoseReaderGoesAwayEndsAlsoWhenNoEventComes) {
+    WatchProcess watch(owner_, {});
+    expect_heading(watch);
+    watch.close_output();
+    EXPECT_EQ(watch.wait(), 0);
+    EXPECT_EQ(watch.errors(), "");
+}
+
 TEST_F(MoxctlWatch, AsJsonGivesALineOfJsonForEachEventAndEachLoss) {
     constexpr int events = 20000;
     WriterProcess writer(owner_);

@@ -192,6 +192,21 @@ TEST(MoxctlCompletion, OffersTheValuesOfAnOption) {
     EXPECT_EQ(offered(owner, "moxctl --run-dir /nowhere show Tan"), List{});
 }
 
+TEST(MoxctlCompletion, TakesNamesWithBlanksAndThoseThatLookLikeOptions) {
+    HostOwner owner;
+    ASSERT_TRUE(
+        owner.start(R"({"classes": [{"name": "Box", "properties": [{"name": "Lid", "type": "i"}]}],
+        "objects": [{"name": "big box", "class": "Box"}, {"name": "-box", "class": "Box"}]})"))
+        << owner.process().errors();
+    EXPECT_EQ(offered(owner, "moxctl show b"), List{"big\\ box"});
+    EXPECT_EQ(offered(owner, "moxctl show big\\ "), List{"big\\ box"});
+    EXPECT_EQ(offered(owner, "moxctl get big\\ box "), List{"Lid"});
+    EXPECT_EQ(offered(owner, "moxctl get "), (List{"big\\ box", "Box:C"}));
+    EXPECT_EQ(offered(owner, "moxctl get -- -"), List{"-box"});
+    EXPECT_EQ(offered(owner, "moxctl get --json -- -box L"), List{"Lid"});
+    EXPECT_EQ(run_moxctl(owner, {"get", "--", "-box", "Lid"}).output, "0\n");
+}
+
 TEST(MoxctlCompletion, RepeatsNothingBeforeAColon) {
     SensorsOwner sensors;
     ASSERT_TRUE(sensors.start());

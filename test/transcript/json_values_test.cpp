@@ -44,6 +44,9 @@ ValuePtr read_directly(const std::string& object, const char* property) {
 bool check_property(const std::string& object, JsonObject* given) {
     const char* const property = json_object_get_string_member(given, "property");
     SCOPED_TRACE(object + "." + property);
+    // What lists declared types has the value's type beside them.
+    const char* const type_member =
+        json_object_has_member(given, "value_type") != FALSE ? "value_type" : "type";
     const ValuePtr direct = read_directly(object, property);
     if (json_object_get_null_member(given, "value") != FALSE) {
         EXPECT_EQ(direct, nullptr);
@@ -58,7 +61,7 @@ bool check_property(const std::string& object, JsonObject* given) {
         return false;
     }
     EXPECT_STREQ(g_variant_get_type_string(parsed.get()), g_variant_get_type_string(direct.get()));
-    EXPECT_STREQ(json_object_get_string_member(given, "type"),
+    EXPECT_STREQ(json_object_get_string_member(given, type_member),
                  g_variant_get_type_string(direct.get()));
     EXPECT_TRUE(g_variant_equal(parsed.get(), direct.get()));
     return true;

@@ -104,6 +104,14 @@ TEST(MoxctlOutput, ThatIsClosedFromTheStartIsAFailure) {
     EXPECT_EQ(result.errors, "moxctl: the standard output cannot be used: Bad file descriptor\n");
 }
 
+TEST(MoxctlOutput, ThatIsClosedFromTheStartLeavesWrongUsageWhatItIs) {
+    SensorsOwner sensors;
+    ASSERT_TRUE(sensors.start());
+    const RunResult result = run_shell(sensors.owner(), "\"$0\" nope >&-");
+    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.errors, "moxctl: there is no verb \"nope\"; see moxctl --help\n");
+}
+
 TEST(MoxctlOutput, WhoseReaderHasGoneEndsItQuietly) {
     SensorsOwner sensors;
     ASSERT_TRUE(sensors.start());

@@ -84,6 +84,9 @@ TEST(ProfileValues, InTextHaveTheirTypesForm) {
     EXPECT_EQ(stored("a{sv}", "\"{'a': <5>}\""), "{'a': <5>}");
     EXPECT_EQ(stored("b", "\"true\""), "true");
     EXPECT_EQ(misfit("y", "\"300\"").rfind("text \"300\" is no value of type \"y\": ", 0), 0U);
+    EXPECT_EQ(misfit("as", "\"['a', '\\\\ud800']\""),
+              "text \"['a', '\\ud800']\" is no value of type \"as\": \\ud800 stands for no "
+              "character");
     EXPECT_EQ(misfit("i", "\"[\"").rfind("text \"[\" is no value of type \"i\": ", 0), 0U);
 }
 
