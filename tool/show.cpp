@@ -118,7 +118,7 @@ struct ShownProperty {
 
 // The declared type; for a reference with the type of the value that it leads to.
 std::string declared_type(const ShownProperty& property) {
-    const std::string declared = property.info.type;
+    std::string declared = property.info.type;
     if (!is_reference(property.info)) return declared;
     return property.value ? declared + " (reference to " +
                                 g_variant_get_type_string(property.value.get()) + ")"
