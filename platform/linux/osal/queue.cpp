@@ -18,6 +18,17 @@ struct SystemMessage {
     char body[body_max];
 };
 
+// Where the system's type is as wide as the wire's, a message goes to the system as it lies.
+constexpr bool is_wire_form = sizeof(long) == type_bytes;
+
+// Returns 0 or the error number.
+int send_now(gint32 queue_id, gconstpointer message, gsize body) {
+    int error = 0;
+    do error = msgsnd(queue_id, message, body, IPC_NOWAIT) == 0 ? 0 : errno;
+    while (error == EINTR);
+    return error;
+}
+
 gint32 system_error(const char* what, gint32 queue_id, int error) {
     g_warning("%s queue %d: %s", what, queue_id, g_strerror(error));
     return OSAL_ERR_SYSTEM;
@@ -72,12 +83,15 @@ gint32 osal_process_queue_send(gint32 queue_id, gconstpointer message, gsize siz
     if (type < 1) return OSAL_ERR_ARGUMENT;
     if (size > OSAL_QUEUE_MESSAGE_MAX) return OSAL_ERR_TOO_BIG;
     const gsize body = size - type_bytes;
-    SystemMessage copy;
-    copy.type = type;
-    std::memcpy(copy.body, static_cast<const char*>(message) + type_bytes, body);
     int error = 0;
-    do error = msgsnd(queue_id, &copy, body, IPC_NOWAIT) == 0 ? 0 : errno;
-    while (error == EINTR);
+    if constexpr (is_wire_form) {
+        error = send_now(queue_id, message, body);
+    } else {
+        SystemMessage copy;
+        copy.type = type;
+        std::memcpy(copy.body, static_cast<const char*>(message) + type_bytes, body);
+        error = send_now(queue_id, &copy, body);
+    }
     return error == 0 ? OSAL_OK : explain_refused_send(queue_id, body, error);
 }
 
