@@ -24,11 +24,14 @@ inline void note_release([[maybe_unused]] void* mutex) {
 
 class MutexGuard {
 public:
-    explicit MutexGuard(GMutex& mutex) : mutex_(mutex) {
+    explicit MutexGuard(GMutex& mutex) : mutex_(mutex) { lock(); }
+    ~MutexGuard() { unlock(); }
+    // For a gap within the scope, which ends with the mutex held.
+    void lock() {
         g_mutex_lock(&mutex_);
         note_taken(&mutex_);
     }
-    ~MutexGuard() {
+    void unlock() {
         note_release(&mutex_);
         g_mutex_unlock(&mutex_);
     }

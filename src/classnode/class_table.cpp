@@ -105,9 +105,7 @@ CLS_HANDLE cls_get_class(const gchar* class_name) {
         return nullptr;
     }
     const mox::MutexGuard guard(class_table_lock());
-    return g_class_hashtable == nullptr
-               ? nullptr
-               : static_cast<CLS_HANDLE>(g_hash_table_lookup(g_class_hashtable, class_name));
+    return known_class(class_name);
 }
 
 gboolean cls_is_exist(const gchar* class_name) {

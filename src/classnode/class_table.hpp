@@ -31,4 +31,11 @@ void _free_class(gpointer class_handle);
 // Finds a class in this process's table, or attaches it.
 CLS_HANDLE find_or_attach_class(const gchar* class_name);
 
+// Finds a class in this process's table. Called with the class-table lock held.
+inline CLS_HANDLE known_class(const gchar* class_name) {
+    return g_class_hashtable == nullptr
+               ? nullptr
+               : static_cast<CLS_HANDLE>(g_hash_table_lookup(g_class_hashtable, class_name));
+}
+
 #endif

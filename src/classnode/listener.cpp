@@ -16,7 +16,7 @@ static_assert(offsetof(LISTENER_ARRAY_HEAD_S, ipc_port) == 4);
 
 namespace {
 
-constexpr gint32 kMostPorts = G_MAXUINT8;  // the count is 8 bits wide
+using mox::kMostPorts;
 
 bool holds_port(const LISTENER_ARRAY_HEAD_S* array, guint32 port) {
     const guint32* end = array->ipc_port + array->count;
@@ -32,6 +32,39 @@ void add_port(LISTENER_ARRAY_HEAD_S* array, guint32 port, gint32 max_cnt) {
     }
     array->ipc_port[count] = port;
     mox::publish(array->count, static_cast<guint8>(count + 1));
+}
+
+// The first node of a class's listener lists, or null.
+const SERIALIZED_LISTENER_LIST_S* first_node(CLS_HANDLE class_handle) {
+    const SHARE_CLASS_DATA_S* share =
+        class_handle == nullptr ? nullptr : mox::read_published(class_handle->share);
+    return share == nullptr ? nullptr : mox::read_published(share->listener_array);
+}
+
+// Calls visit(index, port) for each port, oldest first, with the class-table lock held.
+template <typename Visit>
+gint32 visit_ports(const gchar* class_name, const gchar* property_name, Visit visit) {
+    if (class_name == nullptr || property_name == nullptr) {
+        return MOX_ERR_BAD_ARGUMENT;
+    }
+    mox::MutexGuard guard(class_table_lock());
+    CLS_HANDLE class_handle = known_class(class_name);
+    if (class_handle == nullptr) [[unlikely]] {
+        guard.unlock();
+        class_handle = _add_new_class(class_name);
+        guard.lock();
+    }
+    const SERIALIZED_LISTENER_LIST_S* node = first_node(class_handle);
+    while (node != nullptr && g_strcmp0(node->property_name, property_name) != 0) {
+        node = mox::read_published(node->next);
+    }
+    const LISTENER_ARRAY_HEAD_S* array =
+        node == nullptr ? nullptr : mox::read_published(node->listener_array);
+    const guint8 count = array == nullptr ? 0 : mox::read_published(array->count);
+    for (guint8 index = 0; index < count; ++index) {
+        visit(index, static_cast<gint32>(array->ipc_port[index]));
+    }
+    return MOX_OK;
 }
 
 }  // namespace
@@ -80,31 +113,30 @@ void cls_add_listener_port(CLS_HANDLE class_handle, const gchar* property_name, 
     }
 }
 
+namespace mox {
+
+gint32 ListenerList::find(const gchar* class_name, const gchar* property_name) {
+    return visit_ports(class_name, property_name, [this](guint8 index, gint32 port) {
+        nodes_[index] = {GINT_TO_POINTER(port), first_};
+        first_ = &nodes_[index];
+    });
+}
+
+}  // namespace mox
+
 gint32 cls_get_listener_list(const gchar* class_name, const gchar* property_name,
                              GSList** listener_list) {
-    if (class_name == nullptr || property_name == nullptr || listener_list == nullptr) {
+    if (listener_list == nullptr) {
         return MOX_ERR_BAD_ARGUMENT;
     }
-    *listener_list = nullptr;
-    CLS_HANDLE class_handle = find_or_attach_class(class_name);
-    const SHARE_CLASS_DATA_S* share =
-        class_handle == nullptr ? nullptr : mox::read_published(class_handle->share);
-    if (share == nullptr || mox::read_published(share->listener_array) == nullptr) {
-        return MOX_OK;
+    GSList* list = nullptr;
+    const gint32 result = visit_ports(class_name, property_name, [&list](guint8, gint32 port) {
+        list = g_slist_prepend(list, GINT_TO_POINTER(port));
+    });
+    if (result == MOX_OK) {
+        *listener_list = list;
     }
-    const mox::MutexGuard guard(class_table_lock());
-    const SERIALIZED_LISTENER_LIST_S* node = mox::read_published(share->listener_array);
-    while (node != nullptr && g_strcmp0(node->property_name, property_name) != 0) {
-        node = mox::read_published(node->next);
-    }
-    const LISTENER_ARRAY_HEAD_S* array =
-        node == nullptr ? nullptr : mox::read_published(node->listener_array);
-    const guint8 count = array == nullptr ? 0 : mox::read_published(array->count);
-    for (guint8 index = 0; index < count; ++index) {
-        *listener_list = g_slist_prepend(
-            *listener_list, GINT_TO_POINTER(static_cast<gint32>(array->ipc_port[index])));
-    }
-    return MOX_OK;
+    return result;
 }
 
 gpointer cls_get_serialized_listener_list(CLS_HANDLE class_handle) {

@@ -51,7 +51,8 @@ gint32 send_message(gint32 ipc_que_id, guint32 msg_type, gpointer buffer, gsize 
         return MOX_ERR_BAD_ARGUMENT;
     }
     auto* head = static_cast<MOX_MSG_HEAD_S*>(buffer);
-    memcpy_s(head->msg_head, sizeof(head->msg_head), IPC_MSG_MAGIC, sizeof(IPC_MSG_MAGIC));
+    static_assert(sizeof(IPC_MSG_MAGIC) <= sizeof(head->msg_head));
+    std::memcpy(head->msg_head, IPC_MSG_MAGIC, sizeof(IPC_MSG_MAGIC));
     head->ipc_source = static_cast<guint32>(own_port);
     head->ipc_target = static_cast<guint32>(ipc_que_id);
     head->msg_type = msg_type;

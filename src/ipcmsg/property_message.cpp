@@ -2,8 +2,10 @@
 #include <ipcmsg.h>
 
 #include <cstddef>
+#include <cstring>
 
 #include "base/glib_ptr.hpp"
+#include "base/record_text.hpp"
 #include "base/store_value.hpp"
 #include "ipcmsg/message.hpp"
 
@@ -11,6 +13,29 @@ static_assert(offsetof(MSG_EVENT_DATA_HEAD_S, property_name) == 32 &&
               offsetof(MSG_EVENT_DATA_HEAD_S, type) == 64);
 static_assert(offsetof(MSG_EVENT_DATA_HEAD_S, size) == 72 &&
               offsetof(MSG_EVENT_DATA_HEAD_S, data) == 76);
+
+namespace {
+
+// A zeroed message: in place when it is as small as nearly all events are, otherwise on the heap.
+class MessageBlock {
+public:
+    explicit MessageBlock(gsize payload_size) {
+        if (payload_size <= kSmallPayload) {
+            std::memset(small_, 0, sizeof(MOX_MSG_HEAD_S) + payload_size);
+        } else {
+            large_.reset(ipc_msg_alloc(payload_size));
+        }
+    }
+    gpointer message() { return large_ ? large_.get() : small_; }
+
+private:
+    static constexpr gsize kSmallPayload = 256;
+
+    alignas(MOX_MSG_HEAD_S) guint8 small_[sizeof(MOX_MSG_HEAD_S) + kSmallPayload];
+    mox::GPtr<void> large_;
+};
+
+}  // namespace
 
 gint32 ipc_msg_delobj_event(gint32 ipc_port, guint32 position) {
     if (ipc_port == 0) {
@@ -33,12 +58,12 @@ gint32 ipc_msg_property_event(GSList* listener_list, const gchar* object_name,
         return MOX_ERR_BAD_ARGUMENT;
     }
     const gsize payload_size = size + offsetof(MSG_EVENT_DATA_HEAD_S, data);
-    const mox::GPtr<void> message(ipc_msg_alloc(payload_size));
-    auto* event = reinterpret_cast<MSG_EVENT_DATA_HEAD_S*>(mox::payload_of(message.get()));
-    g_strlcpy(event->object_name, object_name, sizeof(event->object_name));
-    g_strlcpy(event->property_name, property_name, sizeof(event->property_name));
-    g_strlcpy(event->type, type, sizeof(event->type));
+    MessageBlock block(payload_size);
+    auto* event = reinterpret_cast<MSG_EVENT_DATA_HEAD_S*>(mox::payload_of(block.message()));
+    mox::copy_text(event->object_name, object_name);
+    mox::copy_text(event->property_name, property_name);
+    mox::copy_text(event->type, type);
     event->size = static_cast<guint32>(size);
     mox::store_value(property_value, event->data);
-    return ipc_msg_batch(listener_list, MOX_MSG_PROPERTY_EVENT, payload_size, message.get());
+    return ipc_msg_batch(listener_list, MOX_MSG_PROPERTY_EVENT, payload_size, block.message());
 }

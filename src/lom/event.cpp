@@ -6,46 +6,99 @@
 #include <lom/event.h>
 #include <pub.h>
 
-#include "base/glib_ptr.hpp"
 #include "base/published.hpp"
+#include "base/record_text.hpp"
+#include "classnode/listener.hpp"
 #include "lom/event.hpp"
 #include "lom/object_ref.hpp"
+#include "lom/property_state.hpp"
 
 namespace {
 
 // Counts as lost what the listeners to these names are not sent.
 void tell_unsent(const CLASS_OBJECT_LIST_S* name, const gchar* property_name, gint32 result) {
     for (; name != nullptr; name = mox::read_published(name->next)) {
-        GSList* list = nullptr;
-        cls_get_listener_list(name->class_name, property_name, &list);
-        const mox::SListPtr listeners(list);
-        ipc_msg_tell_lost(list, MOX_MSG_PROPERTY_EVENT, result);
+        mox::ListenerList listeners;
+        listeners.find(name->class_name, property_name);
+        ipc_msg_tell_lost(listeners.first(), MOX_MSG_PROPERTY_EVENT, result);
     }
 }
 
-}  // namespace
+// A plain increment: threads that count one property at the same time may lose counts, and pay
+// nothing.
+gint32 count(LOCAL_PROPERTY_S* entry, gboolean send) {
+    if (entry == nullptr) {
+        return MOX_ERR_PROPERTY_NOT_FOUND;
+    }
+    guint32& counter = send ? entry->change_cnt : entry->receive_cnt;
+    mox::publish(counter, mox::read_published(counter) + 1);
+    return MOX_OK;
+}
 
-gint32 _send_property_event(const gchar* class_name, const gchar* object_name,
-                            const gchar* property_name, GVariant* property_value) {
-    GSList* list = nullptr;
-    gint32 result = cls_get_listener_list(class_name, property_name, &list);
+// A record that the caller holds: the event of its own name is counted there without a lookup.
+struct Known {
+    const OBJECT_HEAD_S& object;
+    LOCAL_PROPERTY_S* entry;
+};
+
+// An object's own name is most often the very text of its record.
+bool is_name_of(const OBJECT_HEAD_S& object, const gchar* name) {
+    return object.object_name == name || g_strcmp0(object.object_name, name) == 0;
+}
+
+// Sends one object's event. known: nullable.
+gint32 send_event(const Known* known, const gchar* class_name, const gchar* object_name,
+                  const gchar* property_name, GVariant* property_value) {
+    mox::ListenerList listeners;
+    gint32 result = listeners.find(class_name, property_name);
     if (result != MOX_OK) {
         return result;
     }
-    const mox::SListPtr listeners(list);
-    lom_count_event(lom_name_to_handle(object_name), property_name, TRUE);
-    if (list == nullptr) {
+    if (known != nullptr && is_name_of(known->object, object_name)) {
+        count(known->entry, TRUE);
+    } else {
+        lom_count_event(lom_name_to_handle(object_name), property_name, TRUE);
+    }
+    if (listeners.first() == nullptr) {
         return MOX_OK;
     }
-    gchar type[PUB_TYPE_LENGTH];
-    g_strlcpy(type, g_variant_get_type_string(property_value), sizeof(type));
-    result = ipc_msg_property_event(list, object_name, property_name, type,
+    gchar type[PUB_TYPE_LENGTH] = {};
+    mox::copy_text(type, g_variant_get_type_string(property_value));
+    result = ipc_msg_property_event(listeners.first(), object_name, property_name, type,
                                     g_variant_get_size(property_value), property_value);
     if (result != MOX_OK) {
         pub_debug_print(MX_DBG_ERR, "%s.%s prop event notify failed: %d!\r\n ", object_name,
                         property_name, result);
     }
     return result;
+}
+
+}  // namespace
+
+gint32 _send_property_event(const gchar* class_name, const gchar* object_name,
+                            const gchar* property_name, GVariant* property_value) {
+    return send_event(nullptr, class_name, object_name, property_name, property_value);
+}
+
+gint32 mox::announce(OBJECT_HEAD_S& object, const gchar* property_name, GVariant* property_value,
+                     LOCAL_PROPERTY_S* entry) {
+    if (property_name == nullptr) {
+        return MOX_ERR_BAD_ARGUMENT;
+    }
+    if (object.name_list == nullptr) {
+        return MOX_ERR_INTERNAL;
+    }
+    const Known known{object, entry != nullptr ? entry : find_entry(object, property_name)};
+    for (const CLASS_OBJECT_LIST_S* name = object.name_list; name != nullptr;
+         name = mox::read_published(name->next)) {
+        const gint32 result =
+            send_event(&known, name->class_name, name->object_name, property_name, property_value);
+        if (result != MOX_OK) {
+            tell_unsent(mox::read_published(name->next), property_name, result);
+            return result;
+        }
+    }
+    return MOX_OK;
 }
 
 gint32 lom_property_event(OBJ_HANDLE obj_handle, const gchar* property_name,
@@ -57,23 +110,12 @@ gint32 lom_property_event(OBJ_HANDLE obj_handle, const gchar* property_name,
     if (property_name == nullptr || property_value == nullptr) {
         return MOX_ERR_BAD_ARGUMENT;
     }
-    if (!group_send) {
-        return _send_property_event(object->class_name, object->object_name, property_name,
-                                    property_value);
+    if (group_send) {
+        return mox::announce(*object, property_name, property_value);
     }
-    if (object->name_list == nullptr) {
-        return MOX_ERR_INTERNAL;
-    }
-    for (const CLASS_OBJECT_LIST_S* name = object->name_list; name != nullptr;
-         name = mox::read_published(name->next)) {
-        const gint32 result = _send_property_event(name->class_name, name->object_name,
-                                                   property_name, property_value);
-        if (result != MOX_OK) {
-            tell_unsent(mox::read_published(name->next), property_name, result);
-            return result;
-        }
-    }
-    return MOX_OK;
+    const Known known{*object, mox::find_entry(*object, property_name)};
+    return send_event(&known, object->class_name, object->object_name, property_name,
+                      property_value);
 }
 
 void mox::tell_unsent_event(OBJ_HANDLE obj_handle, const gchar* property_name, gint32 result) {
@@ -90,16 +132,5 @@ gint32 lom_count_event(OBJ_HANDLE object_handle, const gchar* property_name, gbo
     if (!object) {
         return MOX_ERR_OBJECT_NOT_FOUND;
     }
-    auto* local = object->property_hash == nullptr
-                      ? nullptr
-                      : static_cast<LOCAL_PROPERTY_S*>(
-                            g_hash_table_lookup(object->property_hash, property_name));
-    if (local == nullptr) {
-        return MOX_ERR_PROPERTY_NOT_FOUND;
-    }
-    // A plain increment: threads that count one property at the same time may lose counts, and pay
-    // nothing.
-    guint32& counter = send ? local->change_cnt : local->receive_cnt;
-    mox::publish(counter, mox::read_published(counter) + 1);
-    return MOX_OK;
+    return count(mox::find_entry(*object, property_name), send);
 }

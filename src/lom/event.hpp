@@ -2,7 +2,7 @@
 #ifndef MOX_LOM_EVENT_HPP
 #define MOX_LOM_EVENT_HPP
 
-#include <moxlib/moxbase.h>
+#include <lom/object.h>
 
 // Counts and sends one property's event to the queues that listen to the class's property. Returns
 // 0, the listener lookup's code, or the first failing send's (logged).
@@ -10,6 +10,12 @@ gint32 _send_property_event(const gchar* class_name, const gchar* object_name,
                             const gchar* property_name, GVariant* property_value);
 
 namespace mox {
+
+// Announces a change under all names of an object that the caller holds a reference on. Returns 0;
+// MOX_ERR_BAD_ARGUMENT for a null name; MOX_ERR_INTERNAL for a record without names; or what the
+// first failing send gave. entry: the object's own of that property, when it is at hand; nullable.
+gint32 announce(OBJECT_HEAD_S& object, const gchar* property_name, GVariant* property_value,
+                LOCAL_PROPERTY_S* entry = nullptr);
 
 // Counts an event under all of an object's names as lost: it is not sent because one before it
 // failed with this code. An object that is gone has nobody to tell.

@@ -89,7 +89,8 @@ gint32 override_target(OBJ_HANDLE handle, const gchar* name, GVariant* new_value
             return MOX_ERR_NOT_PERMITTED;
         }
         SERIALISED_PROPERTY_S* property = nullptr;
-        gint32 result = mox::find_property(*object, name, &property);
+        LOCAL_PROPERTY_S* entry = nullptr;
+        gint32 result = mox::find_property(*object, name, &property, &entry);
         if (result != MOX_OK) {
             return result;
         }
@@ -115,7 +116,7 @@ gint32 override_target(OBJ_HANDLE handle, const gchar* name, GVariant* new_value
                 return result;
             }
             done.announced.reset(g_variant_ref(value.get()));
-            return lom_property_event(handle, name, value.get(), TRUE);
+            return mox::announce(*object, name, value.get(), entry);
         }
         object.reset();
         handle = lom_get_object_handle(next.object_name);

@@ -50,6 +50,13 @@ inline constexpr FormulaInput kFormulaInputs[kExpressionInputs] = {
 // held. Returns 0, or MOX_ERR_INTERNAL when the declared size is more than there is memory for.
 gint32 copy_stored_value(const SERIALISED_PROPERTY_S& property, TLV_S& tlv);
 
+// Copies a property's stored value, or as much of it as the room holds. Called with the object's
+// semaphore held. Returns the value's whole size.
+gsize copy_stored_into(const SERIALISED_PROPERTY_S& property, gpointer dest, gsize room);
+
+// Whether a read is answered by the stored value without a look at any other source.
+bool is_answered_from_memory(const SERIALISED_PROPERTY_S& property, gboolean is_volatile);
+
 // Reads a property whose record was found already.
 gint32 read_property(OBJECT_HEAD_S& object, SERIALISED_PROPERTY_S& property, gboolean is_volatile,
                      TLV_S& tlv, gboolean is_remote);
@@ -63,8 +70,8 @@ gint32 read_reference(const OBJECT_HEAD_S& object, const SERIALISED_PROPERTY_S& 
 gint32 write_back(OBJECT_HEAD_S& object, SERIALISED_PROPERTY_S& property, const TLV_S& fresh,
                   const TLV_S (&inputs)[kExpressionInputs], bool inputs_changed);
 
-// Whether a value is of a property's type. value: not null.
-bool is_of_type(GVariant* value, const SERIALISED_PROPERTY_S& property);
+// Whether a value's type string, not null, is the one of the property.
+bool is_of_type(const gchar* type, const SERIALISED_PROPERTY_S& property);
 
 // Wraps a type and bytes into a value that owns the bytes (freed with g_free, also on failure).
 // Returns a floating value, or null for a type string that names no type.

@@ -1,4 +1,6 @@
 // Values over a property's bytes, and copies of the stored value.
+#include <algorithm>
+#include <cerrno>
 #include <cstring>
 
 #include "base/bounded_copy.hpp"
@@ -12,32 +14,52 @@ namespace {
 struct TypeText {
     explicit TypeText(const gchar* type) { std::memcpy(text, type, PUB_TYPE_LENGTH); }
 
-    // The type it names, or null. One-letter scalars and strings need no parse.
+    // One-letter scalars and strings need no parse.
+    bool is_plain() const {
+        return text[1] == '\0' && text[0] != 'a' &&
+               pub_str_type_check(text) != GVARIANT_NOT_SUPPORT;
+    }
+
+    // The type it names, or null.
     const GVariantType* parsed() const {
-        const bool is_plain =
-            text[1] == '\0' && text[0] != 'a' && pub_str_type_check(text) != GVARIANT_NOT_SUPPORT;
-        if (!is_plain && !g_variant_type_string_is_valid(text)) {
-            return nullptr;
-        }
         const auto* type = reinterpret_cast<const GVariantType*>(text);
-        return is_plain || g_variant_type_is_definite(type) ? type : nullptr;
+        if (is_plain()) {
+            return type;
+        }
+        return g_variant_type_string_is_valid(text) && g_variant_type_is_definite(type) ? type
+                                                                                        : nullptr;
+    }
+
+    // Text without its terminator, or without any byte, is not taken at its word: whoever looks at
+    // such a value sees an empty text instead of what lies behind it.
+    bool is_trusted(gconstpointer data, gsize size) const {
+        return text[0] != 's' || text[1] != '\0' ||
+               (size > 0 && static_cast<const gchar*>(data)[size - 1] == '\0');
     }
 
     gchar text[PUB_TYPE_LENGTH + 1] = {};
 };
 
-// Text without its terminator, or without any byte, is not taken at its word: whoever looks at such
-// a value sees an empty text instead of what lies behind it.
-bool is_trusted(const GVariantType* type, gconstpointer data, gsize size) {
-    return !g_variant_type_equal(type, G_VARIANT_TYPE_STRING) ||
-           (size > 0 && static_cast<const gchar*>(data)[size - 1] == '\0');
+// Copies the stored bytes that are there and zeroes the rest of what the record declares.
+void copy_declared(const SERIALISED_PROPERTY_S& property, gpointer dest, gsize room) {
+    const gsize there = property.data == nullptr ? 0 : std::min(room, property.capacity);
+    if (there > 0) {
+        std::memcpy(dest, property.data, there);
+    }
+    if (there < room) [[unlikely]] {
+        std::memset(static_cast<guint8*>(dest) + there, 0, room - there);
+        MOX_LOG_COPY(MOX_COPY_FAILED_EARLY_STOP, "lom", property.data == nullptr ? EINVAL : ERANGE);
+    }
 }
 
 }  // namespace
 
-bool is_of_type(GVariant* value, const SERIALISED_PROPERTY_S& property) {
+bool is_of_type(const gchar* type, const SERIALISED_PROPERTY_S& property) {
+    if (type[1] == '\0') {
+        return type[0] == property.type[0] && property.type[1] == '\0';
+    }
     const TypeText text(property.type);
-    return g_str_equal(g_variant_get_type_string(value), text.text) != FALSE;
+    return std::strcmp(type, text.text) == 0;
 }
 
 GVariant* value_of_bytes(const gchar* type, gpointer data, gsize size) {
@@ -47,8 +69,7 @@ GVariant* value_of_bytes(const gchar* type, gpointer data, gsize size) {
         g_free(data);
         return nullptr;
     }
-    return g_variant_new_from_data(parsed, data, size, is_trusted(parsed, data, size), g_free,
-                                   data);
+    return g_variant_new_from_data(parsed, data, size, text.is_trusted(data, size), g_free, data);
 }
 
 GVariant* value_in_place(const gchar* type, gconstpointer data, gsize size) {
@@ -56,22 +77,27 @@ GVariant* value_in_place(const gchar* type, gconstpointer data, gsize size) {
     const GVariantType* parsed = text.parsed();
     return parsed == nullptr
                ? nullptr
-               : g_variant_new_from_data(parsed, data, size, is_trusted(parsed, data, size),
-                                         nullptr, nullptr);
+               : g_variant_new_from_data(parsed, data, size, text.is_trusted(data, size), nullptr,
+                                         nullptr);
 }
 
 gint32 copy_stored_value(const SERIALISED_PROPERTY_S& property, TLV_S& tlv) {
     const gsize size = property.size;
-    gpointer data = g_try_malloc0(size);
+    gpointer data = g_try_malloc(size);
     if (data == nullptr && size != 0) {
         return MOX_ERR_INTERNAL;
     }
     std::memcpy(tlv.type, property.type, PUB_TYPE_LENGTH);
     tlv.size = static_cast<guint32>(size);
     tlv.data = data;
-    MOX_LOG_COPY(MOX_COPY_FAILED_EARLY_STOP, "lom",
-                 copy_what_fits(tlv.data, size, property.data, property.capacity, size));
+    copy_declared(property, data, size);
     return MOX_OK;
+}
+
+gsize copy_stored_into(const SERIALISED_PROPERTY_S& property, gpointer dest, gsize room) {
+    const gsize size = property.size;
+    copy_declared(property, dest, std::min(size, room));
+    return size;
 }
 
 }  // namespace mox

@@ -36,14 +36,18 @@ gint32 _get_property_raw_data(OBJECT_HEAD_S* object_head, const gchar* property_
 
 namespace mox {
 
+bool is_answered_from_memory(const SERIALISED_PROPERTY_S& property, gboolean is_volatile) {
+    return !is_reference(property) && (!is_volatile || has_state(property, kOverride));
+}
+
 gint32 read_property(OBJECT_HEAD_S& object, SERIALISED_PROPERTY_S& property, gboolean is_volatile,
                      TLV_S& tlv, gboolean is_remote) {
     gint32 result = MOX_OK;
+    if (is_answered_from_memory(property, is_volatile)) {
+        return read_memory(object, property, tlv);
+    }
     if (is_reference(property)) {
         return read_reference(object, property, is_volatile, tlv, is_remote);
-    }
-    if (!is_volatile || has_state(property, kOverride)) {
-        return read_memory(object, property, tlv);
     }
     TLV_S inputs[kExpressionInputs] = {};
     gboolean inputs_changed = FALSE;

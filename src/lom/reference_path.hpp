@@ -12,8 +12,14 @@ struct ReferenceTarget {
     // Longer names than the records hold cannot be found, so a cut here changes nothing.
     static constexpr gsize kPieceLength = 2 * PUB_NAME_LENGTH;
 
-    gchar object_name[kPieceLength] = {};
-    gchar property_text[kPieceLength] = {};
+    // Every write has one of these in store, so only what makes the pieces empty is set.
+    ReferenceTarget() {
+        object_name[0] = '\0';
+        property_text[0] = '\0';
+    }
+
+    gchar object_name[kPieceLength];
+    gchar property_text[kPieceLength];
     bool has_property = false;
     bool is_empty = true;  // there is no text at all
 

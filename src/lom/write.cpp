@@ -1,9 +1,9 @@
 // Writing a property: store, announce, save. Each comes after the semaphore of the one before is
 // released, and what is checked first decides which code a caller sees.
-#include <lom/event.h>
 #include <lom/persist.h>
 #include <lom/property.h>
 
+#include "lom/event.hpp"
 #include "lom/hooks.hpp"
 #include "lom/new_value.hpp"
 #include "lom/property_state.hpp"
@@ -72,7 +72,7 @@ gint32 lom_set_property_value(OBJ_HANDLE obj_handle, const gchar* property_name,
         return result;
     }
     if (is_changed) {
-        lom_property_event(target.handle, target.name, value.get(), TRUE);
+        mox::announce(*target.object, target.name, value.get(), target.entry);
     }
     return save_change(target, value, per_mode, is_static);
 }

@@ -18,7 +18,8 @@ gint32 find_step(Walk walk, WriteTarget& target) {
     if (!is_writable(*target.object)) {
         return MOX_ERR_NOT_PERMITTED;
     }
-    const gint32 result = find_property(*target.object, target.name, &target.property);
+    const gint32 result =
+        find_property(*target.object, target.name, &target.property, &target.entry);
     if (result != MOX_OK) {
         return result;
     }
