@@ -12,6 +12,7 @@
 #include "base/published.hpp"
 #include "lom/object_ref.hpp"
 #include "lom/ref_bitmap.hpp"
+#include "lom/table_lock.hpp"
 
 void lom_delete_object(OBJ_HANDLE obj_handle) {
     const mox::ObjectRef object = mox::find_local(obj_handle);
@@ -21,7 +22,7 @@ void lom_delete_object(OBJ_HANDLE obj_handle) {
     pub_debug_print(MX_DBG_INSIGHT, "::::pre delete object %s, ref cnt=%d.::::\n",
                     object->object_name, g_atomic_int_get(&object->ref_count));
     // Meanwhile it may have been replaced or have become garbage: the table has no reference then.
-    const mox::RecursiveGuard guard(g_obj_hash_mutex);
+    const mox::TableChangeGuard guard;
     if (g_hash_table_lookup(g_local_object_hashtable, lom_handle_to_name(obj_handle)) ==
         object.get()) {
         mox::drop_table_reference(object.get());
@@ -50,7 +51,7 @@ void lom_batch_delete(guint32 position, ForeachObjfunc foreach_func) {
         return;
     }
     lom_foreach_object(foreach_func, GUINT_TO_POINTER(position));
-    const mox::RecursiveGuard guard(g_obj_hash_mutex);
+    const mox::TableChangeGuard guard;
     mox::BatchDeletion deletion{position, nullptr, nullptr};
     g_hash_table_foreach_steal(g_local_object_hashtable, _position_traverse_object, &deletion);
     // Freed behind the walk: what ends with a record may look into the table, or end another one.
@@ -62,5 +63,6 @@ void lom_batch_delete(guint32 position, ForeachObjfunc foreach_func) {
 void lom_detach_objects() {
     // Never released: no thread of a process that is leaving touches its objects again.
     g_rec_mutex_lock(&g_obj_hash_mutex);
+    mox::take_lookup_locks();
     lom_batch_unref(g_bitmap_id);
 }

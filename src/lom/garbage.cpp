@@ -19,6 +19,7 @@
 #include "lom/object_table.hpp"
 #include "lom/release.hpp"
 #include "lom/save_type.hpp"
+#include "lom/table_lock.hpp"
 
 GHashTable* g_recycle_hashtable = nullptr;
 
@@ -139,7 +140,7 @@ void lom_remove_to_garbage(guint32 position, GHashTable* collect_table) {
     if (collect_table == nullptr) {
         return;
     }
-    const mox::RecursiveGuard guard(g_obj_hash_mutex);
+    const mox::TableChangeGuard guard;
     if (g_local_object_hashtable == nullptr) {
         return;
     }

@@ -1,6 +1,6 @@
 // This process's objects by name. The table holds one reference on each record; a lookup takes a
-// further one under the table's mutex, so a record found here cannot vanish before its finder lets
-// go.
+// further one under its thread's lookup lock, so a record found here cannot vanish before its
+// finder lets go.
 #include "lom/object_table.hpp"
 
 #include <lom/hardware.h>
@@ -12,6 +12,7 @@
 #include "lom/hooks.hpp"
 #include "lom/property_state.hpp"
 #include "lom/release.hpp"
+#include "lom/table_lock.hpp"
 
 GRecMutex g_obj_hash_mutex;
 GRecMutex g_recycle_hash_mutex;
@@ -27,7 +28,7 @@ __attribute__((constructor)) void enter_process() {
 
 enum class Presence { kFound, kMarkedDeleted, kGone, kUnknown };
 
-// Looks a name up and takes a reference; called with the mutex held.
+// Looks a name up and takes a reference; called with a lookup lock or the mutex held.
 Presence take_known(const gchar* object_name, OBJECT_HEAD_S** object) {
     *object = g_local_object_hashtable == nullptr ? nullptr
                                                   : static_cast<OBJECT_HEAD_S*>(g_hash_table_lookup(
@@ -42,6 +43,11 @@ Presence take_known(const gchar* object_name, OBJECT_HEAD_S** object) {
         return Presence::kGone;
     }
     return Presence::kFound;
+}
+
+Presence take_known_alone(const gchar* object_name, OBJECT_HEAD_S** object) {
+    const mox::LookupGuard guard;
+    return take_known(object_name, object);
 }
 
 // Fetches a record from its owner and publishes it: with the table's reference and the caller's.
@@ -114,37 +120,35 @@ OBJECT_HEAD_S* _get_object_ptr_option(const gchar* object_name, gboolean interna
     if (object_name == nullptr || object_name[0] == '\0') {
         return nullptr;
     }
-    mox::RecursiveGuard guard(g_obj_hash_mutex);
     OBJECT_HEAD_S* object = nullptr;
-    switch (take_known(object_name, &object)) {
-        case Presence::kFound:
-            return object;
-        case Presence::kMarkedDeleted:
-            guard.unlock();
-            pub_debug_print(MX_DBG_DETAIL, "%s: object \"%s\" mark deleted.\n",
-                            "_get_object_ptr_option", object_name);
-            return nullptr;
-        case Presence::kGone:
-            guard.unlock();
-            report_missing(object_name);
-            return nullptr;
-        case Presence::kUnknown:
-            break;
+    bool is_fetched = false;
+    Presence presence = take_known_alone(object_name, &object);
+    if (presence == Presence::kUnknown && !internal_only && g_copy_object_func != nullptr) {
+        const mox::RecursiveGuard guard(g_obj_hash_mutex);
+        // Another thread may have fetched it meanwhile.
+        presence = take_known(object_name, &object);
+        if (presence == Presence::kUnknown) {
+            object = fetch_copy(object_name);
+            is_fetched = object != nullptr;
+        }
     }
-    object = internal_only ? nullptr : fetch_copy(object_name);
-    guard.unlock();
-    if (object == nullptr) {
+    if (presence == Presence::kMarkedDeleted) {
+        pub_debug_print(MX_DBG_DETAIL, "%s: object \"%s\" mark deleted.\n",
+                        "_get_object_ptr_option", object_name);
+        return nullptr;
+    }
+    if (presence == Presence::kGone || object == nullptr) {
         report_missing(object_name);
         return nullptr;
     }
-    if (mox::is_writable(*object) || object->type == OBJECT_TYPE_PHYSICAL) {
+    if (is_fetched && (mox::is_writable(*object) || object->type == OBJECT_TYPE_PHYSICAL)) {
         lom_create_has_object(lom_name_to_handle(object->object_name));
     }
     return object;
 }
 
 void _add_object_ptr(OBJECT_HEAD_S* object_head, const gchar* key) {
-    const mox::RecursiveGuard guard(g_obj_hash_mutex);
+    const mox::TableChangeGuard guard;
     insert_record(object_head, key);
     pub_debug_print(MX_DBG_DETAIL,
                     "::::add object: %p key [%s] object:[%s],class:[%s] pos[%d]::::\n",

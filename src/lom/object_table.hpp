@@ -6,9 +6,9 @@
 #include <lom/object.h>
 #include <lom/registry.h>
 
-// Guards the object table. Recursive; taken before g_recycle_hash_mutex when both are needed; held
-// while the copy hook fetches a record, never while a traversal's function runs. Bound
-// data of a record that leaves the table is destroyed under it.
+// Guards the object table, with the lookup locks of lom/table_lock.hpp. Recursive; taken before
+// g_recycle_hash_mutex when both are needed; held while the copy hook fetches a record, never while
+// a traversal's function runs. Bound data of a record that leaves the table is destroyed under it.
 extern GRecMutex g_obj_hash_mutex;
 // Guards the garbage table.
 extern GRecMutex g_recycle_hash_mutex;

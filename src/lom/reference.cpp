@@ -8,6 +8,7 @@
 #include "base/mutex_guard.hpp"
 #include "base/published.hpp"
 #include "lom/object_ref.hpp"
+#include "lom/table_lock.hpp"
 
 namespace {
 
@@ -78,7 +79,7 @@ gint32 lom_set_reference(const gchar* object_name, const gchar* refered_object_n
                         refered->object_name);
         return MOX_ERR_INTERNAL;
     }
-    const mox::RecursiveGuard guard(g_obj_hash_mutex);
+    const mox::TableChangeGuard guard;
     // A longer name, such as a collection's, would be cut and its record not found by it again.
     const bool is_too_long = strnlen(object->object_name, kNameLength) == kNameLength;
     if (is_too_long || leads_back(*object, *refered)) {

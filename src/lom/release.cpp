@@ -11,6 +11,7 @@
 #include "lom/hooks.hpp"
 #include "lom/object_table.hpp"
 #include "lom/ref_bitmap.hpp"
+#include "lom/table_lock.hpp"
 
 namespace {
 
@@ -51,7 +52,7 @@ bool take_replaced(OBJECT_HEAD_S* object) {
 // Takes a record whose references are gone out of the table that has it. Another record of its name
 // is left alone.
 void remove_unreferenced(OBJECT_HEAD_S* object) {
-    const mox::RecursiveGuard guard(g_obj_hash_mutex);
+    const mox::TableChangeGuard guard;
     if (take_replaced(object)) {
         _free_object_head(object);
     } else if (g_local_object_hashtable != nullptr && object->object_name != nullptr &&

@@ -44,8 +44,34 @@ bool is_closed(const SemSet& set) {
     return set.head.closed.load(std::memory_order_acquire) != 0;
 }
 
-// The result of the lock that the caller got in the end, or did not get.
+// About as long as a holder needs.
+void pause_briefly() {
+    for (int count = 0; count < 8; ++count) {
+#if defined(__i386__) || defined(__x86_64__)
+        __builtin_ia32_pause();
+#elif defined(__arm__) || defined(__aarch64__)
+        __asm__ volatile("yield");
+#endif
+    }
+}
+
+// How often a taker looks again before it sleeps. With one core the holder cannot go on meanwhile.
+int looks_before_sleep() {
+    static const int looks = sysconf(_SC_NPROCESSORS_ONLN) > 1 ? 64 : 0;
+    return looks;
+}
+
+// The result of the lock that the caller got in the end, or did not get. Holders mostly copy a
+// value and let go, long before a sleeper could be woken, so the first waiting is done awake; for
+// the holder's sake with a look only, not with a try.
 int wait_for(Slot* slot) {
+    for (int look = looks_before_sleep(); look > 0; --look) {
+        pause_briefly();
+        if (slot->holder.load(std::memory_order_relaxed) == 0) {
+            const int error = pthread_mutex_trylock(&slot->mutex);
+            if (error != EBUSY) return error;
+        }
+    }
     const WaiterNote note{*slot};
     return pthread_mutex_lock(&slot->mutex);
 }

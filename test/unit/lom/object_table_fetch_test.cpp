@@ -24,6 +24,8 @@ struct Fetch {
     std::string name = {};
     gsize size = 0;
     bool table_is_free = false;
+    const gchar* looked_up_meanwhile = nullptr;  // by another thread, while the copy is on its way
+    bool was_found_meanwhile = false;
     gsize semaphores_held = 0;
 };
 Fetch g_fetch;
@@ -34,6 +36,13 @@ OBJECT_HEAD_S* give_record(const gchar* object_name, gsize size) {
     g_fetch.size = size;
     g_fetch.table_is_free = mox::test::table_mutex_is_free();
     g_fetch.semaphores_held = osal::held_by_this_thread();
+    if (g_fetch.looked_up_meanwhile != nullptr) {
+        std::thread([] {
+            OBJECT_HEAD_S* const found = _get_object_ptr_option(g_fetch.looked_up_meanwhile, FALSE);
+            g_fetch.was_found_meanwhile = found != nullptr;
+            _object_unref(found);
+        }).join();
+    }
     return std::exchange(g_fetch.given, nullptr);
 }
 
@@ -70,6 +79,14 @@ TEST_F(FetchedObject, IsAskedForByNameAndRecordSize) {
     EXPECT_EQ(g_fetch.calls, 1);
     EXPECT_EQ(g_fetch.name, "Fan2");
     EXPECT_EQ(g_fetch.size, sizeof(OBJECT_HEAD_S));
+}
+
+TEST_F(FetchedObject, LeavesTheKnownOnesToOtherThreadsMeanwhile) {
+    add_object({.name = "Fan1"});
+    g_fetch.looked_up_meanwhile = "Fan1";
+    find("Fan2");
+    EXPECT_EQ(g_fetch.calls, 1);
+    EXPECT_TRUE(g_fetch.was_found_meanwhile);
 }
 
 TEST_F(FetchedObject, HasTheTablesReferenceAndTheCallers) {

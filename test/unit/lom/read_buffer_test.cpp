@@ -145,6 +145,12 @@ TEST_F(BufferRead, CanGoThroughTheOwner) {
     EXPECT_EQ(seen(5), "wxyz.");
 }
 
+TEST_F(BufferRead, OfARecordThatDeclaresMoreThanItHoldsGivesZeroesBehindIt) {
+    property_of("Fan1", "Label").size = 14;
+    EXPECT_EQ(read("Label", 16), 0);
+    EXPECT_EQ(seen(16), "left-rear00000..");
+}
+
 TEST_F(BufferRead, OfAnEmptyValueWritesNothing) {
     property_of("Fan1", "Label").size = 0;
     EXPECT_EQ(read("Label", 4), 0);
