@@ -56,7 +56,7 @@ void lom_batch_delete(guint32 position, ForeachObjfunc foreach_func) {
     g_hash_table_foreach_steal(g_local_object_hashtable, _position_traverse_object, &deletion);
     // Freed behind the walk: what ends with a record may look into the table, or end another one.
     g_slist_free_full(deletion.unheld, _free_object_head);
-    g_slist_free_full(deletion.keys, g_free);
+    g_slist_free_full(deletion.keys, mox::free_table_key);
     delete_physical_object(position);
 }
 

@@ -117,7 +117,7 @@ gboolean _mark_removed_object(gpointer key, gpointer value, gpointer user_data) 
     cls_del_object(lom_get_object_handle(object->object_name));
     mox::publish(object->status, OBJECT_MARK_DEL);
     mox::CharPtr garbage_key = make_key(object->object_name);
-    g_free(key);
+    mox::free_table_key(key);
     g_hash_table_insert(g_recycle_hashtable, garbage_key.release(), object);
     collect_unsaved(*object, removal->collect_table);
     return TRUE;

@@ -43,8 +43,7 @@ const gchar* lom_get_object_name(OBJ_HANDLE obj_handle) {
 }
 
 OBJ_HANDLE lom_get_object_handle(const gchar* object_name) {
-    const mox::ObjectRef object = mox::find_anywhere(object_name);
-    return object ? lom_name_to_handle(object->object_name) : 0;
+    return mox::find_handle(object_name);
 }
 
 gint32 lom_get_class_name(OBJ_HANDLE obj_handle, gchar* buffer, gint32 length) {

@@ -4,12 +4,16 @@
 #include "lom/object_table.hpp"
 
 #include <lom/hardware.h>
+#include <lom/registry.h>
 #include <pub.h>
+
+#include <cstring>
 
 #include "base/glib_ptr.hpp"
 #include "base/mutex_guard.hpp"
 #include "base/published.hpp"
 #include "lom/hooks.hpp"
+#include "lom/object_ref.hpp"
 #include "lom/property_state.hpp"
 #include "lom/release.hpp"
 #include "lom/table_lock.hpp"
@@ -24,6 +28,29 @@ namespace {
 __attribute__((constructor)) void enter_process() {
     g_rec_mutex_init(&g_obj_hash_mutex);
     g_rec_mutex_init(&g_recycle_hash_mutex);
+}
+
+// A key of the table: the name, and before it the handle, which a lookup by name then gives without
+// a second one among the quarks.
+gchar* make_table_key(const gchar* name) {
+    const OBJ_HANDLE handle = lom_name_to_handle(name);
+    const gsize name_size = std::strlen(name) + 1;
+    auto* block = static_cast<gchar*>(g_malloc(sizeof(handle) + name_size));
+    std::memcpy(block, &handle, sizeof(handle));
+    std::memcpy(block + sizeof(handle), name, name_size);
+    return block + sizeof(handle);
+}
+
+OBJ_HANDLE handle_of_key(gconstpointer key) {
+    OBJ_HANDLE handle = 0;
+    std::memcpy(&handle, static_cast<const gchar*>(key) - sizeof(handle), sizeof(handle));
+    return handle;
+}
+
+// What a lookup finds: neither marked deleted nor on its way out.
+bool is_findable(const OBJECT_HEAD_S& object) {
+    return mox::read_published(object.status) != OBJECT_MARK_DEL &&
+           g_atomic_int_get(&object.ref_count) > 0;
 }
 
 enum class Presence { kFound, kMarkedDeleted, kGone, kUnknown };
@@ -95,13 +122,14 @@ void make_property_table(OBJECT_HEAD_S* object) {
 // Puts a record into the table. A record of the same name leaves it first, for good.
 void insert_record(OBJECT_HEAD_S* object, const gchar* key) {
     if (g_local_object_hashtable == nullptr) {
-        mox::publish(g_local_object_hashtable,
-                     g_hash_table_new_full(g_str_hash, g_str_equal, g_free, _free_object_head));
+        mox::publish(
+            g_local_object_hashtable,
+            g_hash_table_new_full(g_str_hash, g_str_equal, mox::free_table_key, _free_object_head));
     }
     gpointer old_key = nullptr;
     gpointer old_object = nullptr;
     if (g_hash_table_steal_extended(g_local_object_hashtable, key, &old_key, &old_object)) {
-        g_free(old_key);
+        mox::free_table_key(old_key);
         if (old_object != object) {
             auto* old = static_cast<OBJECT_HEAD_S*>(old_object);
             if (old->ref_bitmap == object->ref_bitmap) {
@@ -111,10 +139,34 @@ void insert_record(OBJECT_HEAD_S* object, const gchar* key) {
             mox::retire_replaced(old);
         }
     }
-    g_hash_table_insert(g_local_object_hashtable, g_strdup(key), object);
+    g_hash_table_insert(g_local_object_hashtable, make_table_key(key), object);
 }
 
 }  // namespace
+
+void mox::free_table_key(gpointer key) {
+    if (key != nullptr) {
+        g_free(static_cast<gchar*>(key) - sizeof(OBJ_HANDLE));
+    }
+}
+
+OBJ_HANDLE mox::find_handle(const gchar* object_name) {
+    if (object_name == nullptr || object_name[0] == '\0') {
+        return 0;
+    }
+    {
+        const LookupGuard guard;
+        gpointer key = nullptr;
+        gpointer object = nullptr;
+        if (g_local_object_hashtable != nullptr &&
+            g_hash_table_lookup_extended(g_local_object_hashtable, object_name, &key, &object) &&
+            is_findable(*static_cast<const OBJECT_HEAD_S*>(object))) {
+            return handle_of_key(key);
+        }
+    }
+    const ObjectRef object = find_anywhere(object_name);
+    return object ? lom_name_to_handle(object->object_name) : 0;
+}
 
 OBJECT_HEAD_S* _get_object_ptr_option(const gchar* object_name, gboolean internal_only) {
     if (object_name == nullptr || object_name[0] == '\0') {

@@ -20,6 +20,16 @@ extern GHashTable* g_local_object_hashtable;
 // Returns null when there is none, it is marked deleted, or its last reference is gone.
 OBJECT_HEAD_S* _get_object_ptr_option(const gchar* object_name, gboolean internal_only);
 
+namespace mox {
+
+// The handle of an object that a lookup by name finds, anywhere; 0 when there is none.
+OBJ_HANDLE find_handle(const gchar* object_name);
+
+// Frees a key that was taken out of the object table. key: nullable.
+void free_table_key(gpointer key);
+
+}  // namespace mox
+
 // Publishes a record under its name and makes its property table if it has none. key: the record's
 // object_name.
 void _add_object_ptr(OBJECT_HEAD_S* object_head, const gchar* key);

@@ -89,8 +89,7 @@ gint32 override_target(OBJ_HANDLE handle, const gchar* name, GVariant* new_value
             return MOX_ERR_NOT_PERMITTED;
         }
         SERIALISED_PROPERTY_S* property = nullptr;
-        LOCAL_PROPERTY_S* entry = nullptr;
-        gint32 result = mox::find_property(*object, name, &property, &entry);
+        gint32 result = mox::find_property(*object, name, &property);
         if (result != MOX_OK) {
             return result;
         }
@@ -116,7 +115,7 @@ gint32 override_target(OBJ_HANDLE handle, const gchar* name, GVariant* new_value
                 return result;
             }
             done.announced.reset(g_variant_ref(value.get()));
-            return mox::announce(*object, name, value.get(), entry);
+            return mox::announce(*object, name, value.get());
         }
         object.reset();
         handle = lom_get_object_handle(next.object_name);

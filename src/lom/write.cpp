@@ -65,9 +65,12 @@ gint32 lom_set_property_value(OBJ_HANDLE obj_handle, const gchar* property_name,
         return value.code();
     }
     bool is_changed = true;
-    result = value.fits(*target.property)
-                 ? store(*target.object, *target.property, value, is_changed)
-                 : store_elsewhere(*target.object, *target.property, value);
+    if (value.fits(*target.property)) {
+        result = store(*target.object, *target.property, value, is_changed);
+    } else {
+        result = store_elsewhere(*target.object, *target.property, value);
+        target.entry = nullptr;  // the hook may have changed the object's properties
+    }
     if (result != MOX_OK) {
         return result;
     }

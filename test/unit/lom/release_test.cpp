@@ -293,7 +293,7 @@ TEST_F(RecordResources, TakeThePropertyTableWithThem) {
     GHashTable* const table = g_hash_table_ref(fan->property_hash);
     gpointer key = nullptr;
     g_hash_table_steal_extended(g_local_object_hashtable, "Fan1", &key, nullptr);
-    g_free(key);
+    mox::free_table_key(key);
     _free_object_resource(fan);
     EXPECT_EQ(fan->property_hash, nullptr);
     EXPECT_EQ(g_hash_table_size(table), 0U);
