@@ -1,150 +1,108 @@
-// From the change of a value to its arrival in another process, beside one message of the same size
-// on a bare queue.
+// From the write of a value to the arrival of its announcement in the last of one or ten listening
+// processes, beside the same way of messages of that size over bare queues. On one core all share
+// it, and the writer blocks until the last has arrived; on two the writer has the first core and
+// spins. A row's time is the median of a repetition's delays: a mean would mostly tell what else
+// the machine did meanwhile. The distribution of all delays is kept beside it.
 #include <benchmark/benchmark.h>
-#include <classnode.h>
-#include <ipcmsg.h>
-#include <moxplat/osal.h>
-#include <signal.h>
-#include <sys/mman.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
-#include <time.h>
-#include <unistd.h>
 
-#include <atomic>
-#include <cstdio>
-#include <cstdlib>
+#include <algorithm>
+#include <string>
+#include <vector>
 
-#include "event_peer_process.hpp"
+#include "announcement.hpp"
+#include "clock.hpp"
+#include "cores.hpp"
+#include "delays.hpp"
 #include "model.hpp"
-#include "primitives.hpp"
+#include "receivers.hpp"
+#include "row_failure.hpp"
 
 namespace mox::bench {
 namespace {
 
-// Shared with the receiver.
-struct Arrival {
-    std::atomic<guint32> count;
-    std::atomic<guint32> spare;
-    std::atomic<gint64> moment_ns;
+constexpr int kWarmUpChanges = 50;
+
+struct Row {
+    const char* name;
+    int listeners;
+    bool has_two_cores;
+    int changes;  // in each of the repetitions, which together make the distribution
 };
 
-Arrival* g_arrival = nullptr;
-gint32 g_queue = -1;
-pid_t g_receiver = -1;
-guint32 g_expected = 0;
+constexpr Row kRows[] = {
+    {"event/1_listener", 1, false, 4000},
+    {"event/10_listeners", kReceivers, false, 1000},
+    {"event/1_listener_2_cores", 1, true, 4000},
+    {"event/10_listeners_2_cores", kReceivers, true, 1000},
+};
 
-constexpr gint64 kLongestWaitNs = 1000000000;
-constexpr gsize kMessageSize = sizeof(MOX_MSG_HEAD_S) + 76 + 4;
-
-[[noreturn]] void receive_for_ever() {
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    MOX_MSG_S message;
-    while (osal_process_queue_receive(g_queue, &message, sizeof(message), 1) >= 0) {
-        g_arrival->moment_ns.store(now_ns());
-        g_arrival->count.fetch_add(1);
-    }
-    _exit(0);
-}
-
-// Runs one change after another and reports the time from just before it to the arrival.
+// Makes one change and waits for its arrivals. Returns the delay of the last; 0 when it failed.
 template <typename Change>
-void measure(benchmark::State& state, Change change) {
+gint64 delay_of(const Row& row, Change change) {
+    expect_messages(static_cast<guint32>(row.listeners));
+    const gint64 start = now_ns();
+    if (!change()) {
+        return 0;
+    }
+    const gint64 arrival =
+        wait_for_messages(row.has_two_cores ? Waiting::kSpinning : Waiting::kBlocking);
+    return arrival == 0 ? 0 : arrival - start;
+}
+
+template <typename Change>
+void measure(benchmark::State& state, const Row& row, const std::string& delays_row,
+             Change change) {
+    const PinnedScope pinned(0);
+    if (!place_receivers(row.has_two_cores ? 1 : 0)) {
+        fail_row("the receivers cannot be kept on a core");
+    }
+    for (int ahead = 0; ahead < kWarmUpChanges; ++ahead) {
+        delay_of(row, change);
+    }
     for (auto _ : state) {
-        const gint64 start = now_ns();
-        change();
-        const gint64 arrival = wait_for_arrival(++g_expected);
-        if (arrival == 0) {
-            state.SkipWithError("the message did not arrive");
-            return;
+        std::vector<gint64> times;
+        for (int at = 0; at < row.changes; ++at) {
+            times.push_back(delay_of(row, change));
+            if (times.back() == 0) {
+                fail_row("an announcement did not arrive");
+            }
+            delays().add(delays_row, row.has_two_cores ? "2" : "1", times.back());
         }
-        state.SetIterationTime(static_cast<double>(arrival - start) * 1e-9);
+        std::nth_element(times.begin(), times.begin() + row.changes / 2, times.end());
+        state.SetIterationTime(static_cast<double>(times[times.size() / 2]) * 1e-9);
     }
 }
 
-OBJ_HANDLE event_object() {
-    static const OBJ_HANDLE handle = [] {
-        ipc_msg_set_port(g_queue);
-        cls_add_listener_port(cls_get_class(kClassName), kProperty, g_queue, 16);
-        return make_text_object("event_object");
-    }();
-    return handle;
+void change_to_arrival(benchmark::State& state, const Row& row) {
+    const OBJ_HANDLE object = announcing_object();
+    const char* property = row.listeners == 1 ? kProperty : "Value1";
+    measure(state, row, row.listeners == 1 ? kRows[0].name : kRows[1].name,
+            [&] { return write_next_number(object, property); });
 }
 
-// The owner's change: the value stored, the event raised.
-void change_to_arrival(benchmark::State& state) {
-    const OBJ_HANDLE object = event_object();
-    guint32 number = 0;
-    measure(state, [&] {
-        ++number;
-        lom_realloc_property("event_object", kProperty, "u", sizeof(number), &number);
-        GVariant* value = g_variant_ref_sink(g_variant_new_uint32(number));
-        lom_property_event(object, kProperty, value, TRUE);
-        g_variant_unref(value);
-    });
+void floor_change_to_arrival(benchmark::State& state, const Row& row) {
+    announcing_object();
+    AnnouncementFloor floor;
+    const char* name = row.listeners == 1 ? kRows[0].name : kRows[1].name;
+    measure(state, row, std::string("floor/") + name,
+            [&] { return floor.announce(row.listeners); });
 }
 
-void floor_change_to_arrival(benchmark::State& state) {
-    event_object();
-    gint32 index = 0, semid = 0, member = 0;
-    osal_process_sem_create(&index, &semid, &member);
-    PlainTable objects("event", 10);
-    const GQuark quark = g_quark_from_string("event_5");
-    const guint32 number = 7;
-    measure(state, [&] {
-        objects.find(quark);
-        copy_into_value(semid, member, G_VARIANT_TYPE_UINT32, &number, sizeof(number));
-        auto* message = static_cast<MOX_MSG_HEAD_S*>(g_malloc0(kMessageSize));
-        message->mtype = 1;
-        osal_process_queue_send(g_queue, message, kMessageSize);
-        g_free(message);
-    });
-    osal_process_sem_free(index, member);
-}
-
-BENCHMARK(change_to_arrival)->Name("event/change_to_arrival")->UseManualTime();
-BENCHMARK(floor_change_to_arrival)->Name("floor/event/change_to_arrival")->UseManualTime();
+const bool g_are_registered = [] {
+    for (const Row& row : kRows) {
+        if (row.has_two_cores && !has_two_cores()) {
+            continue;
+        }
+        benchmark::RegisterBenchmark(row.name, change_to_arrival, row)
+            ->UseManualTime()
+            ->Iterations(1);
+        benchmark::RegisterBenchmark((std::string("floor/") + row.name).c_str(),
+                                     floor_change_to_arrival, row)
+            ->UseManualTime()
+            ->Iterations(1);
+    }
+    return true;
+}();
 
 }  // namespace
-
-gint64 now_ns() {
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<gint64>(now.tv_sec) * 1000000000 + now.tv_nsec;
-}
-
-gint32 event_peer_queue() {
-    return g_queue;
-}
-
-void start_event_peer() {
-    void* shared =
-        mmap(nullptr, sizeof(Arrival), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-    if (shared == MAP_FAILED || osal_process_queue_create(&g_queue) != 0) {
-        std::fprintf(stderr, "moxbench: no queue for the receiver\n");
-        std::exit(1);
-    }
-    g_arrival = new (shared) Arrival{};
-    g_receiver = fork();
-    if (g_receiver == 0) {
-        receive_for_ever();
-    }
-}
-
-void stop_event_peer() {
-    osal_process_queue_delete(g_queue);
-    waitpid(g_receiver, nullptr, 0);
-    osal_process_release_all();
-}
-
-gint64 wait_for_arrival(guint32 n) {
-    const gint64 give_up_at = now_ns() + kLongestWaitNs;
-    while (g_arrival->count.load() < n) {
-        if (now_ns() > give_up_at) {
-            return 0;
-        }
-    }
-    return g_arrival->moment_ns.load();
-}
-
 }  // namespace mox::bench

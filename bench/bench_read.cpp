@@ -1,12 +1,9 @@
-// Reading a property: from memory as a value and into a buffer, and live through an accessor.
+// Reading a property from memory: as a value and into a buffer.
 #include <benchmark/benchmark.h>
-#include <moxplat/driver.h>
-#include <unistd.h>
-
-#include <cstdlib>
 
 #include "model.hpp"
 #include "primitives.hpp"
+#include "row_failure.hpp"
 
 namespace mox::bench {
 namespace {
@@ -21,43 +18,21 @@ OBJ_HANDLE text_object() {
     return handle;
 }
 
-// A file of 4 bytes that stands for a chip; removed when the program ends.
-OBJ_HANDLE hardware_object() {
-    static std::string path;
-    static const OBJ_HANDLE handle = [] {
-        char name[] = "/tmp/moxbench-chip-XXXXXX";
-        const int file = mkstemp(name);
-        if (file < 0 || write(file, "\1\2\3\4", 4) != 4) {
-            std::abort();
-        }
-        close(file);
-        path = name;
-        std::atexit([] { unlink(path.c_str()); });
-        return make_hardware_object("hw", path);
-    }();
-    return handle;
-}
-
-void read_value(benchmark::State& state, OBJ_HANDLE object, const char* property,
-                gboolean is_volatile) {
+void read_value(benchmark::State& state, OBJ_HANDLE object, const char* property) {
     for (auto _ : state) {
         GVariant* value = nullptr;
-        if (lom_get_property_value(object, property, is_volatile, &value, FALSE) != MOX_OK) {
-            state.SkipWithError("the read failed");
-            return;
+        if (lom_get_property_value(object, property, FALSE, &value, FALSE) != MOX_OK) {
+            fail_row("a read from memory failed");
         }
         g_variant_unref(value);
     }
 }
 
 void memory_u32(benchmark::State& state) {
-    read_value(state, text_object(), kProperty, FALSE);
+    read_value(state, text_object(), kProperty);
 }
 void memory_text64(benchmark::State& state) {
-    read_value(state, text_object(), "Text", FALSE);
-}
-void live_accessor(benchmark::State& state) {
-    read_value(state, hardware_object(), kProperty, TRUE);
+    read_value(state, text_object(), "Text");
 }
 
 void memory_into_buffer(benchmark::State& state) {
@@ -121,42 +96,12 @@ void floor_memory_into_buffer(benchmark::State& state) {
     }
 }
 
-// Two lookups (the object, the accessor), the driver library's read, and the comparison with the
-// stored value under the semaphore. Handing the accessor's family over, which every lookup by the
-// owner does, is measured below by itself.
-void floor_live_accessor(benchmark::State& state) {
-    hardware_object();
-    lom_create_has_object(lom_get_object_handle("hw_acc"));
-    ReadFloor floor;
-    guint8 fresh[8];
-    for (auto _ : state) {
-        floor.find_both();
-        floor.find_both();
-        if (accessor_read("hw_acc", 0, 0, fresh) != 0) {
-            state.SkipWithError("the accessor cannot be read");
-            return;
-        }
-        copy_into_value(floor.semid, floor.member, G_VARIANT_TYPE_UINT32, fresh, 4);
-    }
-}
-
-void hand_family_over(benchmark::State& state) {
-    hardware_object();
-    const OBJ_HANDLE accessor = lom_get_object_handle("hw_acc");
-    for (auto _ : state) {
-        lom_create_has_object(accessor);
-    }
-}
-
 BENCHMARK(memory_u32)->Name("read/memory_u32");
 BENCHMARK(floor_memory_u32)->Name("floor/read/memory_u32");
 BENCHMARK(memory_text64)->Name("read/memory_text64");
 BENCHMARK(floor_memory_text64)->Name("floor/read/memory_text64");
 BENCHMARK(memory_into_buffer)->Name("read/memory_into_buffer");
 BENCHMARK(floor_memory_into_buffer)->Name("floor/read/memory_into_buffer");
-BENCHMARK(live_accessor)->Name("read/live_accessor");
-BENCHMARK(floor_live_accessor)->Name("floor/read/live_accessor");
-BENCHMARK(hand_family_over)->Name("read/live_accessor_family");
 
 }  // namespace
 }  // namespace mox::bench

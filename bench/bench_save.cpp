@@ -8,6 +8,7 @@
 #include <cstdlib>
 
 #include "model.hpp"
+#include "row_failure.hpp"
 #include "store_folder.hpp"
 #include "stored_floor.hpp"
 
@@ -48,8 +49,7 @@ void repeat(benchmark::State& state, Call call) {
     }
     for (auto _ : state) {
         if (!call()) {
-            state.SkipWithError("nothing was saved");
-            return;
+            fail_row("a save failed");
         }
     }
 }

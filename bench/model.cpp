@@ -19,6 +19,13 @@ namespace {
     std::exit(1);
 }
 
+// What owner and member do before they touch the pool. Without a name of its own a process finds
+// every other's debug level.
+void name_process() {
+    pub_log_init(nullptr, "moxbench");
+    g_setenv(SHM_SIZE_VARIABLE, "32", TRUE);
+}
+
 struct PropertySpec {
     std::string name;
     std::string type;
@@ -62,15 +69,14 @@ OBJ_HANDLE build(const std::string& name, const char* class_name, const char* ob
 }  // namespace
 
 void make_model() {
-    pub_log_init(nullptr, "moxbench");
-    g_setenv(SHM_SIZE_VARIABLE, "32", TRUE);
+    name_process();
     shm_owned_shmem();
     if (shm_create() != MOX_OK) {
         give_up("no pool");
     }
     lom_set_sem_func(osal_process_sem_create, osal_process_sem_free);
     CLS_HANDLE previous = nullptr;
-    for (const char* name : {kClassName, "Chip", "Accessor", "Expression"}) {
+    for (const char* name : {kClassName, kAnnouncingClass, "Chip", "Accessor", "Expression"}) {
         CLS_HANDLE handle = cls_create_class(name);
         cls_set_next(previous, handle);
         previous = handle;
@@ -79,6 +85,11 @@ void make_model() {
 
 std::string object_name(const std::string& family, int number) {
     return family + "_" + std::to_string(number);
+}
+
+void attach_model() {
+    name_process();
+    shm_app_init();
 }
 
 void make_objects(const std::string& family, int count, guint32 property_count) {
@@ -101,6 +112,13 @@ OBJ_HANDLE make_writable_object(const std::string& family) {
     const OBJ_HANDLE object = lom_get_object_handle(object_name(family, 500).c_str());
     lom_set_writable(object, OBJECT_READ_WRITE);
     return object;
+}
+
+OBJ_HANDLE make_announcing_object(const std::string& name) {
+    const OBJ_HANDLE handle = build(name, kAnnouncingClass, "Logical",
+                                    {{kProperty, "u", bytes_of(0)}, {"Value1", "u", bytes_of(0)}});
+    lom_set_writable(handle, OBJECT_READ_WRITE);
+    return handle;
 }
 
 OBJ_HANDLE make_text_object(const std::string& name) {

@@ -10,10 +10,14 @@ namespace mox::bench {
 
 inline constexpr const char* kClassName = "Sensor";
 inline constexpr const char* kProperty = "Value";
+inline constexpr const char* kAnnouncingClass = "Alarm";
 
 // Creates the pool, the hooks and the class, once. Ends the process with a message when that is not
 // possible.
 void make_model();
+
+// Attaches the pool that another process has made.
+void attach_model();
 
 // Makes sure that objects numbered 0 to count - 1 of a family exist: "<family>_<number>" with
 // property_count "u" properties, the first named kProperty.
@@ -24,6 +28,10 @@ void make_objects(const std::string& family, int count, guint32 property_count);
 OBJ_HANDLE make_writable_object(const std::string& family);
 
 std::string object_name(const std::string& family, int number);
+
+// Builds one object of kAnnouncingClass with two "u" properties, kProperty and "Value1", which may
+// be written.
+OBJ_HANDLE make_announcing_object(const std::string& name);
 
 // Builds one object with a "u" and a 64-byte "s" property.
 OBJ_HANDLE make_text_object(const std::string& name);

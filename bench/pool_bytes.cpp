@@ -25,6 +25,13 @@ double record_bytes() {
     return LOM_REF_BITMAP_WORDS * sizeof(guint32) + sizeof(CLASS_OBJECT_LIST_S) + names;
 }
 
+struct Row {
+    const char* name;
+    const char* title;
+    double taken;
+    double records;
+};
+
 }  // namespace
 
 PoolBytes measure_pool_bytes() {
@@ -33,13 +40,31 @@ PoolBytes measure_pool_bytes() {
     return {bare, (full - bare) / kProperties};
 }
 
-void print_pool_bytes() {
+bool report_pool_bytes(const std::string& path) {
     const PoolBytes bytes = measure_pool_bytes();
-    std::printf("| an object without properties | %.1f | %.1f | %.2f |\n", bytes.object,
-                record_bytes(), bytes.object / record_bytes());
-    std::printf("| a property of a fixed-size type | %.1f | %zu | %.2f |\n", bytes.property,
-                sizeof(SERIALISED_PROPERTY_S),
-                bytes.property / static_cast<double>(sizeof(SERIALISED_PROPERTY_S)));
+    const Row rows[] = {
+        {"pool/object", "an object without properties", bytes.object, record_bytes()},
+        {"pool/property", "a property of a fixed-size type", bytes.property,
+         sizeof(SERIALISED_PROPERTY_S)},
+    };
+    FILE* file = std::fopen(path.c_str(), "we");
+    if (file == nullptr) {
+        return false;
+    }
+    std::fprintf(file, "{\"rows\": [");
+    const char* separator = "\n";
+    for (const Row& row : rows) {
+        std::printf("| %s | %.1f | %.1f | %.2f |\n", row.title, row.taken, row.records,
+                    row.taken / row.records);
+        std::fprintf(file,
+                     "%s  {\"row\": \"%s\", \"taken_bytes\": %.1f, \"record_bytes\": %.1f,"
+                     " \"ratio\": %.3f}",
+                     separator, row.name, row.taken, row.records, row.taken / row.records);
+        separator = ",\n";
+    }
+    std::fprintf(file, "\n]}\n");
+    const bool is_whole = std::ferror(file) == 0;
+    return std::fclose(file) == 0 && is_whole;
 }
 
 }  // namespace mox::bench

@@ -2,6 +2,8 @@
 #ifndef MOX_BENCH_POOL_BYTES_HPP
 #define MOX_BENCH_POOL_BYTES_HPP
 
+#include <string>
+
 namespace mox::bench {
 
 // On average over a thousand objects: names and lists included, the space allocator's own bytes,
@@ -14,8 +16,9 @@ struct PoolBytes {
 // Builds the objects to measure, once in a process.
 PoolBytes measure_pool_bytes();
 
-// Prints them as rows of a table, beside the bytes of their records.
-void print_pool_bytes();
+// Prints them as rows of a table, beside the bytes of their records, and writes the same to a JSON
+// file. Returns false, with errno set, when the file cannot be written.
+bool report_pool_bytes(const std::string& path);
 
 }  // namespace mox::bench
 

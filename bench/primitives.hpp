@@ -42,9 +42,11 @@ public:
     PlainTable(const PlainTable&) = delete;
     PlainTable& operator=(const PlainTable&) = delete;
 
-    // Quark to name, mutex, lookup, reference taken and dropped.
-    void find(GQuark quark) {
-        const gchar* name = g_quark_to_string(quark);
+    // Quark to name, then the same.
+    void find(GQuark quark) { find(g_quark_to_string(quark)); }
+
+    // Mutex, lookup, reference taken and dropped.
+    void find(const gchar* name) {
         g_rec_mutex_lock(&mutex_);
         auto* record = static_cast<PlainRecord*>(g_hash_table_lookup(table_, name));
         g_atomic_int_inc(&record->ref_count);

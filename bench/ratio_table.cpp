@@ -24,22 +24,23 @@ bool RatioTable::ReportContext(const Context&) {
 
 void RatioTable::ReportRuns(const std::vector<Run>& runs) {
     for (const Run& run : runs) {
-        if (run.error_occurred) {
-            std::fprintf(stderr, "moxbench: %s: %s\n", run.benchmark_name().c_str(),
-                         run.error_message.c_str());
-        }
         if (run.run_type != Run::RT_Aggregate || run.aggregate_name != "median") {
             continue;
         }
         const std::string name = row_name(run);
-        order_.push_back(name);
+        order_[{run.family_index, run.per_family_instance_index}] = name;
         median_ns_[name] = run.GetAdjustedRealTime();
     }
 }
 
+double RatioTable::median_ns(const std::string& name) const {
+    const auto found = median_ns_.find(name);
+    return found == median_ns_.end() ? 0 : found->second;
+}
+
 int RatioTable::print() const {
     int without_floor = 0;
-    for (const std::string& name : order_) {
+    for (const auto& [place, name] : order_) {
         if (name.starts_with(kFloor)) {
             continue;
         }

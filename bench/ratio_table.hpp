@@ -4,9 +4,11 @@
 #define MOX_BENCH_RATIO_TABLE_HPP
 
 #include <benchmark/benchmark.h>
+#include <glib.h>
 
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace mox::bench {
@@ -19,8 +21,12 @@ public:
     // Prints the table; returns how many rows have no floor.
     int print() const;
 
+    // The median of a row, ns; 0 when it did not run.
+    double median_ns(const std::string& name) const;
+
 private:
-    std::vector<std::string> order_;
+    // Where a row stands among the benchmarks, whatever order they ran in.
+    std::map<std::pair<gint64, gint64>, std::string> order_;
     std::map<std::string, double> median_ns_;
 };
 
