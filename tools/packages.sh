@@ -16,6 +16,7 @@ packages_test=(
     abigail-tools dpkg-dev mmdebstrap
     gdb doxygen perl
     systemd
+    valgrind gnuplot-nox
 )
 
 # What making Debian packages needs on top of the demonstration's.
@@ -24,6 +25,9 @@ packages_package=(dpkg-dev file)
 # What comparing the libraries' interface with its record needs on top of the demonstration's.
 packages_abi=(abigail-tools)
 
+# What counting the instructions of the hottest operations needs on top of the demonstration's.
+packages_bench_check=(valgrind)
+
 # What making the pages of docs/ and the headers needs.
 packages_docs=(doxygen perl)
 
@@ -31,7 +35,11 @@ packages_docs=(doxygen perl)
 packages_coverage=(gcovr)
 
 # What the benchmarks need on top of the demonstration's.
-packages_bench=(libbenchmark-dev)
+packages_bench=(libbenchmark-dev python3 gnuplot-nox)
+
+# What letting other software do the same work needs on top of the demonstration's. redis-tools has the
+# server's program; redis-server would also start a service.
+packages_bench_peers=(libsystemd-dev dbus-daemon libhiredis-dev redis-tools python3)
 
 # What building 32-bit programs on an x86-64 machine needs: the compiler's half, and the tool that
 # makes the sysroot, and the one that names another loader in installed programs. The metapackage
