@@ -5,14 +5,14 @@
 
 .DEFAULT_GOAL := help
 .NOTPARALLEL:
-.PHONY: help demo test build check coverage bench install package size abi abi-record docs format clean distclean
+.PHONY: help demo test build check coverage bench bench-peers bench-check bench-check-accept install package size abi abi-record docs format clean distclean
 
 SHELL := /bin/bash
 .SHELLFLAGS := -euo pipefail -c
 
 help: ## this list
 	@echo "make [WORDSIZE=32|64] <target>"
-	@sed -nE 's/^([a-z-]+):.*## (.*)/  \1\t\2/p' Makefile | expand -t 14
+	@sed -nE 's/^([a-z-]+):.*## (.*)/  \1\t\2/p' Makefile | expand -t 22
 
 demo: ## build for this machine's word size and show two processes sharing one object model
 	@tools/setup.sh demo
@@ -39,12 +39,29 @@ coverage: ## which lines and branches of src/ the tests reach; fails under the l
 	@tools/build.sh coverage core_tests
 	@tools/coverage.sh build/coverage
 
-bench: ## the benchmarks of each word size
+bench: ## the benchmarks of each word size; their tables and plots in docs/PERFORMANCE.md
 	@tools/setup.sh bench
 	@for bits in $$(tools/wordsizes.sh bench); do \
 	    tools/build.sh $$bits-release -DMOX_BUILD_TESTS=OFF -DMOX_BUILD_BENCH=ON; \
 	    bench/run.sh build/$$bits-release; \
 	done
+	@python3 -B bench/report build/64-release build/32-release
+
+bench-peers: ## the same work done by other software beside ours, in one run, 64-bit; its table in docs/PERFORMANCE.md
+	@WORDSIZE=64 tools/setup.sh bench-peers
+	@tools/build.sh 64-release --product -DMOX_BUILD_PEERS=ON peers
+	@python3 -B bench/peers/run.py build/64-release
+	@python3 -B bench/report --peers build/64-release build/32-release
+
+bench-check: ## have the hottest operations grown? Counts their instructions, compares with bench/instruction-counts.txt
+	@tools/setup.sh bench-check
+	@for bits in $$(tools/wordsizes.sh bench-check); do tools/build.sh $$bits-release --product moxbase hot_operations; done
+	@tools/check-instructions.sh $$(tools/wordsizes.sh bench-check | sed -E 's/([0-9]+)/\1-release/g')
+
+bench-check-accept: ## accept the instruction counts as they are now
+	@tools/setup.sh bench-check
+	@for bits in $$(tools/wordsizes.sh bench-check); do tools/build.sh $$bits-release --product moxbase hot_operations; done
+	@tools/check-instructions.sh --accept $$(tools/wordsizes.sh bench-check | sed -E 's/([0-9]+)/\1-release/g')
 
 install: ## libraries, headers, programs: PREFIX=/usr/local, DESTDIR before it, for this machine's word size
 	@tools/setup.sh install

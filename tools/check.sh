@@ -19,6 +19,9 @@ check tools/check-exports.sh "$@"
 check test/abi/abi_record_test.sh
 check tools/check-abi.sh "$@"
 check tools/size.sh "$@"
+check test/bench/report_test.py
+check test/bench/instruction_counts_test.sh
+check tools/check-instructions.sh "$@"
 check tools/check-install.sh "$@"
 check tools/docs.sh
 check tools/check-tutorial.sh "$@"
