@@ -1,15 +1,13 @@
 // Several properties of one object as one consistent set. The stored values are copied under a
-// single hold of the semaphore; the live sources of each are asked after it, so a reference to the
-// same object does not wait for its own reader. Nothing is written back, announced or remembered.
-#include "lom/multiget.hpp"
-
+// single hold of the semaphore, all into one block of memory that the values then share; the live
+// sources of each are asked after it, so a reference to the same object does not wait for its own
+// reader. Nothing is written back, announced or remembered.
 #include <lom/property.h>
 
 #include <cstring>
 #include <memory>
-#include <utility>
+#include <vector>
 
-#include "base/bounded_copy.hpp"
 #include "lom/object_ref.hpp"
 #include "lom/property.hpp"
 #include "lom/property_state.hpp"
@@ -17,10 +15,32 @@
 
 namespace {
 
-struct FreeSnapshot {
-    void operator()(GSList* list) const { g_slist_free_full(list, _delete_temp_property_value); }
+constexpr gsize kAlignment = 8;  // of the bytes of any value
+
+// The head of a block; the bytes follow it. The block goes with its last holder: the snapshot, or a
+// value of the caller's.
+struct alignas(kAlignment) SharedBytes {
+    gint holders;
+
+    guint8* bytes() { return reinterpret_cast<guint8*>(this + 1); }
 };
-using SnapshotPtr = std::unique_ptr<GSList, FreeSnapshot>;
+
+void drop_bytes(gpointer holder) {
+    auto* shared = static_cast<SharedBytes*>(holder);
+    if (g_atomic_int_dec_and_test(&shared->holders)) {
+        g_free(shared);
+    }
+}
+
+struct DropBytes {
+    void operator()(SharedBytes* shared) const { drop_bytes(shared); }
+};
+
+// Copies of the records, whose data lies in the block.
+struct Snapshot {
+    std::vector<SERIALISED_PROPERTY_S> records;
+    std::unique_ptr<SharedBytes, DropBytes> shared;
+};
 
 struct FreeValues {
     void operator()(GSList* list) const {
@@ -30,25 +50,47 @@ struct FreeValues {
 };
 using ValuesPtr = std::unique_ptr<GSList, FreeValues>;
 
-void prepend(auto& list, gpointer element) {
-    list.reset(g_slist_prepend(list.release(), element));
+gsize aligned(gsize size) {
+    return (size + kAlignment - 1) & ~(kAlignment - 1);
 }
 
-// A private copy of a record and its bytes; null when its size is more than there is memory for.
-SERIALISED_PROPERTY_S* copy_record(const SERIALISED_PROPERTY_S& property) {
-    TLV_S stored = {};
-    if (mox::copy_stored_value(property, stored) != MOX_OK) {
-        return nullptr;
+// Whether the sizes add up to what a block can have: its places are told apart by signed distances.
+bool add_size(gsize& total, gsize size) {
+    constexpr gsize kLargest = G_MAXSSIZE - kAlignment;
+    if (size > kLargest || total > kLargest - size) {
+        return false;
     }
-    auto* copy = static_cast<SERIALISED_PROPERTY_S*>(g_memdup2(&property, sizeof(property)));
-    copy->next_ptr = nullptr;
-    copy->data = stored.data;
-    copy->capacity = stored.size;
-    return copy;
+    total += aligned(size);
+    return true;
+}
+
+// Copies the bytes of the records. False when they are more than there is memory for.
+bool copy_bytes(Snapshot& snapshot) {
+    gsize total = sizeof(SharedBytes);
+    for (const SERIALISED_PROPERTY_S& record : snapshot.records) {
+        if (!add_size(total, record.size)) {
+            return false;
+        }
+    }
+    auto* shared = static_cast<SharedBytes*>(g_try_malloc(total));
+    if (shared == nullptr) {
+        return false;
+    }
+    shared->holders = 1;
+    snapshot.shared.reset(shared);
+    guint8* next = shared->bytes();
+    for (SERIALISED_PROPERTY_S& record : snapshot.records) {
+        mox::copy_stored_into(record, next, record.size);
+        record.data = next;
+        record.capacity = record.size;
+        next += aligned(record.size);
+    }
+    return true;
 }
 
 // The named records in the names' order.
-gint32 take_snapshot(OBJECT_HEAD_S& object, const GSList* names, SnapshotPtr& snapshot) {
+gint32 take_snapshot(OBJECT_HEAD_S& object, GSList* names, Snapshot& snapshot) {
+    snapshot.records.reserve(g_slist_length(names));
     const mox::SemaphoreGuard semaphore(object);
     if (!semaphore) {
         return MOX_ERR_SEMAPHORE;
@@ -59,14 +101,10 @@ gint32 take_snapshot(OBJECT_HEAD_S& object, const GSList* names, SnapshotPtr& sn
         if (property == nullptr) {
             return MOX_ERR_PROPERTY_NOT_FOUND;
         }
-        SERIALISED_PROPERTY_S* copy = copy_record(*property);
-        if (copy == nullptr) {
-            return MOX_ERR_INTERNAL;
-        }
-        prepend(snapshot, copy);
+        snapshot.records.push_back(*property);
+        snapshot.records.back().next_ptr = nullptr;
     }
-    snapshot.reset(g_slist_reverse(snapshot.release()));
-    return MOX_OK;
+    return copy_bytes(snapshot) ? static_cast<gint32>(MOX_OK) : MOX_ERR_INTERNAL;
 }
 
 // Asks the live sources, which see overridden properties like any other here. FALSE: none took it.
@@ -80,47 +118,46 @@ bool read_live(OBJECT_HEAD_S& object, SERIALISED_PROPERTY_S& property, TLV_S& tl
            _get_hardware_data(&object, &property, &tlv, &result, FALSE);
 }
 
+// A value over the bytes of a record where they lie, floating; null for a type that names none. No
+// other thread knows the block before its values are the caller's.
+GVariant* stored_value(const SERIALISED_PROPERTY_S& record, SharedBytes& shared) {
+    ++shared.holders;
+    return mox::value_held_by(record.type, record.data, record.size, drop_bytes, &shared);
+}
+
 // The value of one record, floating. Null stops the call with result, which is 0 when a formula
 // yields no value.
-GVariant* value_of(OBJECT_HEAD_S& object, SERIALISED_PROPERTY_S& property, gint32& result) {
+GVariant* value_of(OBJECT_HEAD_S& object, SERIALISED_PROPERTY_S& record, SharedBytes& shared,
+                   gint32& result) {
     TLV_S tlv = {};
-    result = MOX_OK;
-    if (!read_live(object, property, tlv, result)) {
-        std::memcpy(tlv.type, property.type, PUB_TYPE_LENGTH);
-        tlv.size = static_cast<guint32>(property.size);
-        tlv.data = std::exchange(property.data, nullptr);  // nobody else looks at the snapshot
-    }
-    const bool has_value = result == MOX_OK && tlv.type[0] != '\0';
-    if (!has_value) {
+    GVariant* value = nullptr;
+    if (!read_live(object, record, tlv, result)) {
+        value = stored_value(record, shared);
+    } else if (result == MOX_OK && tlv.type[0] != '\0') {
+        value = mox::value_of_bytes(tlv.type, tlv.data, tlv.size);
+    } else {
         g_free(tlv.data);
         return nullptr;
     }
-    GVariant* value = mox::value_of_bytes(tlv.type, tlv.data, tlv.size);
     result = value == nullptr ? MOX_ERR_TYPE_NOT_SUPPORTED : MOX_OK;
     return value;
 }
 
 // The values of a snapshot in its order; null and the cause when one has none.
-ValuesPtr read_values(OBJECT_HEAD_S& object, GSList* snapshot, gint32& result) {
+ValuesPtr read_values(OBJECT_HEAD_S& object, Snapshot& snapshot, gint32& result) {
     ValuesPtr values;
-    for (; snapshot != nullptr; snapshot = snapshot->next) {
-        GVariant* value =
-            value_of(object, *static_cast<SERIALISED_PROPERTY_S*>(snapshot->data), result);
+    for (SERIALISED_PROPERTY_S& record : snapshot.records) {
+        result = MOX_OK;
+        GVariant* value = value_of(object, record, *snapshot.shared, result);
         if (value == nullptr) {
             return nullptr;
         }
-        prepend(values, value);
+        values.reset(g_slist_prepend(values.release(), value));
     }
     return ValuesPtr(g_slist_reverse(values.release()));
 }
 
 }  // namespace
-
-void _delete_temp_property_value(gpointer property) {
-    auto* copy = static_cast<SERIALISED_PROPERTY_S*>(property);
-    g_free(copy->data);
-    g_free(copy);
-}
 
 gint32 lom_multiget_property_value(OBJ_HANDLE object_handle, GSList* property_name_list,
                                    GSList** property_value_list) {
@@ -132,10 +169,10 @@ gint32 lom_multiget_property_value(OBJ_HANDLE object_handle, GSList* property_na
     if (!object) {
         return MOX_ERR_OBJECT_NOT_FOUND;
     }
-    SnapshotPtr snapshot;
+    Snapshot snapshot;
     gint32 result = take_snapshot(*object, property_name_list, snapshot);
     if (result == MOX_OK) {
-        *property_value_list = read_values(*object, snapshot.get(), result).release();
+        *property_value_list = read_values(*object, snapshot, result).release();
     }
     return result;
 }

@@ -77,6 +77,12 @@ bool is_of_type(const gchar* type, const SERIALISED_PROPERTY_S& property);
 // Returns a floating value, or null for a type string that names no type.
 GVariant* value_of_bytes(const gchar* type, gpointer data, gsize size);
 
+// Wraps a type and bytes that lie in somebody's memory into a value that tells its holder when it
+// needs them no more (drop(holder), also on failure). Returns a floating value, or null for a type
+// string that names no type.
+GVariant* value_held_by(const gchar* type, gconstpointer data, gsize size, GDestroyNotify drop,
+                        gpointer holder);
+
 // A value over a property's bytes in place, without a copy: for the moment only. Returns a floating
 // value or null.
 GVariant* value_in_place(const gchar* type, gconstpointer data, gsize size);

@@ -63,13 +63,18 @@ bool is_of_type(const gchar* type, const SERIALISED_PROPERTY_S& property) {
 }
 
 GVariant* value_of_bytes(const gchar* type, gpointer data, gsize size) {
+    return value_held_by(type, data, size, g_free, data);
+}
+
+GVariant* value_held_by(const gchar* type, gconstpointer data, gsize size, GDestroyNotify drop,
+                        gpointer holder) {
     const TypeText text(type);
     const GVariantType* parsed = text.parsed();
     if (parsed == nullptr) {
-        g_free(data);
+        drop(holder);
         return nullptr;
     }
-    return g_variant_new_from_data(parsed, data, size, text.is_trusted(data, size), g_free, data);
+    return g_variant_new_from_data(parsed, data, size, text.is_trusted(data, size), drop, holder);
 }
 
 GVariant* value_in_place(const gchar* type, gconstpointer data, gsize size) {

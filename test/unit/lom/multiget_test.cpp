@@ -167,6 +167,31 @@ TEST_F(MultipleRead, OfADeclaredSizeBeyondTheRoomGivesNoForeignBytes) {
     EXPECT_EQ(values.back(), "uint32 707406378");
 }
 
+TEST_F(MultipleRead, OfADeclaredSizeBeyondAllMemoryFails) {
+    for (const gsize size : {G_MAXSIZE, G_MAXSIZE / 2}) {
+        property_of("Card", "B").size = size;
+        EXPECT_EQ(read("Card", {"A", "B", "A"}), Texts{"code -2000"});
+        EXPECT_EQ(read("Card", {"B", "B", "B"}), Texts{"code -2000"});
+    }
+    property_of("Card", "B").size = sizeof "two";
+    EXPECT_EQ(fake::osal::held(), 0U);
+}
+
+TEST_F(MultipleRead, GivesValuesThatOutliveEachOther) {
+    const Names names({"B", "A", "Serial"});
+    GSList* values = nullptr;
+    ASSERT_EQ(lom_multiget_property_value(handle_of("Card"), names.list(), &values), 0);
+    auto* first = static_cast<GVariant*>(values->data);
+    auto* second = static_cast<GVariant*>(values->next->data);
+    auto* third = static_cast<GVariant*>(values->next->next->data);
+    g_slist_free(values);
+    g_variant_unref(first);
+    EXPECT_EQ(printed(second), "uint32 1");
+    g_variant_unref(second);
+    EXPECT_EQ(printed(third), "uint64 5");
+    g_variant_unref(third);
+}
+
 TEST_F(MultipleRead, AsksTheHardware) {
     EXPECT_EQ(read("Card", {"Temp", "A"}), (Texts{"uint32 30", "uint32 1"}));
 }
