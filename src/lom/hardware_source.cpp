@@ -15,13 +15,6 @@ namespace {
 
 constexpr gint32 kNotThereForNow = -2112;
 
-bool is_hardware_read(const OBJECT_HEAD_S& object, const SERIALISED_PROPERTY_S& property) {
-    const bool is_kept_current =
-        !mox::is_writable(object) && mox::has_state(property, mox::kSynced);
-    return !is_kept_current && mox::has_state(property, mox::kAccessRead) &&
-           pub_str_type_check(property.type) == GVARIANT_FIX && mox::has_accessor(property);
-}
-
 // Asks the accessor, or the owner, for the whole fixed-size value.
 gint32 fetch(const OBJECT_HEAD_S& object, const SERIALISED_PROPERTY_S& property, guint8* bytes,
              gboolean is_remote) {
@@ -37,7 +30,7 @@ gint32 fetch(const OBJECT_HEAD_S& object, const SERIALISED_PROPERTY_S& property,
 
 gboolean _get_hardware_data(OBJECT_HEAD_S* object_head, SERIALISED_PROPERTY_S* property_node,
                             TLV_S* ptlv, gint32* retv, gboolean is_remote) {
-    if (!is_hardware_read(*object_head, *property_node)) {
+    if (!mox::is_hardware_read(*object_head, *property_node)) {
         return FALSE;
     }
     alignas(8) guint8 bytes[LOM_DATA_HOLD_SIZE] = {};
@@ -61,3 +54,13 @@ gboolean _get_hardware_data(OBJECT_HEAD_S* object_head, SERIALISED_PROPERTY_S* p
     }
     return TRUE;
 }
+
+namespace mox {
+
+bool is_hardware_read(const OBJECT_HEAD_S& object, const SERIALISED_PROPERTY_S& property) {
+    const bool is_kept_current = !is_writable(object) && has_state(property, kSynced);
+    return !is_kept_current && has_state(property, kAccessRead) &&
+           pub_str_type_check(property.type) == GVARIANT_FIX && has_accessor(property);
+}
+
+}  // namespace mox

@@ -8,6 +8,7 @@
 #include <memory>
 #include <vector>
 
+#include "lom/formula_input.hpp"
 #include "lom/object_ref.hpp"
 #include "lom/property.hpp"
 #include "lom/property_state.hpp"
@@ -112,8 +113,9 @@ bool read_live(OBJECT_HEAD_S& object, SERIALISED_PROPERTY_S& property, TLV_S& tl
     if (mox::is_reference(property)) {
         return _get_reference_property_data(&property, TRUE, &tlv, &result, FALSE) != FALSE;
     }
+    mox::FormulaInputs inputs;
     gboolean inputs_changed = FALSE;
-    return _get_expression_data(&object, &property, &tlv, nullptr, &result, &inputs_changed,
+    return _get_expression_data(&object, &property, &tlv, &inputs, &result, &inputs_changed,
                                 FALSE) ||
            _get_hardware_data(&object, &property, &tlv, &result, FALSE);
 }

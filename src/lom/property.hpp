@@ -6,6 +6,10 @@
 #include <lom/object.h>
 #include <pub.h>
 
+namespace mox {
+class FormulaInputs;
+}
+
 // Inputs of a formula: X, Y, Z.
 constexpr gsize kExpressionInputs = 3;
 
@@ -29,11 +33,11 @@ gboolean _get_hardware_data(OBJECT_HEAD_S* object_head, SERIALISED_PROPERTY_S* p
                             TLV_S* ptlv, gint32* retv, gboolean is_remote);
 
 // Computes the result of a formula. FALSE: not the result of one. TRUE: taken, with the result in
-// *retv, *is_updated telling whether an input changed, and copies of the inputs in expr_para
-// (nullable; kExpressionInputs packages whose data the caller frees).
+// *retv, *is_updated telling whether an input changed, and the inputs in *inputs, which were not
+// read before.
 gboolean _get_expression_data(OBJECT_HEAD_S* object_head, SERIALISED_PROPERTY_S* property_node,
-                              TLV_S* ptlv, TLV_S* expr_para, gint32* retv, gboolean* is_updated,
-                              gboolean is_remote);
+                              TLV_S* ptlv, mox::FormulaInputs* inputs, gint32* retv,
+                              gboolean* is_updated, gboolean is_remote);
 
 namespace mox {
 
@@ -60,6 +64,14 @@ bool is_answered_from_memory(const SERIALISED_PROPERTY_S& property, gboolean is_
 // Reads a property whose record was found already.
 gint32 read_property(OBJECT_HEAD_S& object, SERIALISED_PROPERTY_S& property, gboolean is_volatile,
                      TLV_S& tlv, gboolean is_remote);
+
+// Whether a property is the result of a formula, and whether hardware delivers its value: what the
+// two sources above take.
+bool is_formula_result(const OBJECT_HEAD_S& object, const SERIALISED_PROPERTY_S& property);
+bool is_hardware_read(const OBJECT_HEAD_S& object, const SERIALISED_PROPERTY_S& property);
+
+// Whether a live read of a property that is no reference asks another source than memory.
+bool has_live_source(const OBJECT_HEAD_S& object, const SERIALISED_PROPERTY_S& property);
 
 // Reads the property that an object's reference names.
 gint32 read_reference(const OBJECT_HEAD_S& object, const SERIALISED_PROPERTY_S& property,

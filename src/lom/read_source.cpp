@@ -1,6 +1,7 @@
 // Choosing where a value comes from: a reference, memory when that is asked for or the property is
 // overridden, a formula, hardware, memory. The order decides which value a caller sees.
 #include "base/bounded_copy.hpp"
+#include "lom/formula_input.hpp"
 #include "lom/object_table.hpp"
 #include "lom/property.hpp"
 #include "lom/property_state.hpp"
@@ -40,6 +41,11 @@ bool is_answered_from_memory(const SERIALISED_PROPERTY_S& property, gboolean is_
     return !is_reference(property) && (!is_volatile || has_state(property, kOverride));
 }
 
+bool has_live_source(const OBJECT_HEAD_S& object, const SERIALISED_PROPERTY_S& property) {
+    return !has_state(property, kOverride) &&
+           (is_formula_result(object, property) || is_hardware_read(object, property));
+}
+
 gint32 read_property(OBJECT_HEAD_S& object, SERIALISED_PROPERTY_S& property, gboolean is_volatile,
                      TLV_S& tlv, gboolean is_remote) {
     gint32 result = MOX_OK;
@@ -49,9 +55,9 @@ gint32 read_property(OBJECT_HEAD_S& object, SERIALISED_PROPERTY_S& property, gbo
     if (is_reference(property)) {
         return read_reference(object, property, is_volatile, tlv, is_remote);
     }
-    TLV_S inputs[kExpressionInputs] = {};
+    FormulaInputs inputs;
     gboolean inputs_changed = FALSE;
-    const bool is_formula = _get_expression_data(&object, &property, &tlv, inputs, &result,
+    const bool is_formula = _get_expression_data(&object, &property, &tlv, &inputs, &result,
                                                  &inputs_changed, is_remote) != FALSE;
     if (!is_formula && !_get_hardware_data(&object, &property, &tlv, &result, is_remote)) {
         return read_memory(object, property, tlv);
@@ -59,10 +65,7 @@ gint32 read_property(OBJECT_HEAD_S& object, SERIALISED_PROPERTY_S& property, gbo
     // What a formula gives for unchanged inputs was read from where it would be written to.
     const bool is_fresh = !is_formula || inputs_changed;
     if (result == MOX_OK && is_fresh && is_writable(object) && has_state(property, kAccessSync)) {
-        result = write_back(object, property, tlv, inputs, inputs_changed != FALSE);
-    }
-    for (TLV_S& input : inputs) {
-        g_free(input.data);
+        result = write_back(object, property, tlv, inputs.packages(), inputs_changed != FALSE);
     }
     return result;
 }

@@ -26,11 +26,11 @@ gint32 split_reference(const SERIALISED_PROPERTY_S& property, ReferenceTarget& t
     if (text == nullptr) {
         return MOX_ERR_INTERNAL;
     }
-    target = {};
     const gsize length = strnlen(text, std::min(property.size, property.capacity));
     target.is_empty = length == 0;
     const auto* dot = static_cast<const gchar*>(std::memchr(text, '.', length));
     const gsize object_length = dot == nullptr ? length : static_cast<gsize>(dot - text);
+    target.object_name[0] = '\0';
     copy_piece(target.object_name, text, object_length);
     target.has_property =
         dot != nullptr && copy_piece(target.property_text, dot + 1, length - object_length - 1);

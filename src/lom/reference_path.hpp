@@ -5,6 +5,8 @@
 
 #include <lom/object.h>
 
+#include "lom/object_ref.hpp"
+
 namespace mox {
 
 // The two pieces of a reference's text, split at its first "."; the second is missing without one.
@@ -34,6 +36,13 @@ gint32 split_reference(const SERIALISED_PROPERTY_S& property, ReferenceTarget& t
 // the object's semaphore: MOX_ERR_SEMAPHORE when that fails.
 gint32 split_stored_reference(const OBJECT_HEAD_S& object, const SERIALISED_PROPERTY_S& property,
                               ReferenceTarget& target);
+
+// Follows references to the first property that is none. target: what the first one names; used up.
+// object: receives the found property's object. Returns 0; MOX_ERR_OBJECT_NOT_FOUND,
+// MOX_ERR_PROPERTY_NOT_FOUND; MOX_ERR_SEMAPHORE when a reference on the way cannot be looked at;
+// MOX_ERR_INTERNAL when they form a circle.
+gint32 find_referenced(ReferenceTarget& target, ObjectRef& object,
+                       SERIALISED_PROPERTY_S*& property);
 
 // Notices that a walk has come back to where it was: the mark is set anew after 1, 2, 4, ... steps,
 // so a circle of any length is met within a few rounds of it.

@@ -8,30 +8,12 @@
 
 namespace {
 
-// Follows references to the first property that is none, and reads it.
-gint32 follow(mox::ReferenceTarget target, gboolean is_volatile, TLV_S& tlv, gboolean is_remote) {
-    mox::CycleWatch watch;
+gint32 follow(mox::ReferenceTarget& target, gboolean is_volatile, TLV_S& tlv, gboolean is_remote) {
     mox::ObjectRef object;
-    for (;;) {
-        object = mox::find_anywhere(target.object_name);
-        if (!object) {
-            return MOX_ERR_OBJECT_NOT_FOUND;
-        }
-        SERIALISED_PROPERTY_S* property = _get_property_node(object.get(), target.property_name());
-        if (property == nullptr) {
-            return MOX_ERR_PROPERTY_NOT_FOUND;
-        }
-        if (!mox::is_reference(*property)) {
-            return mox::read_property(*object, *property, is_volatile, tlv, is_remote);
-        }
-        if (watch.is_repeated(property)) {
-            return MOX_ERR_INTERNAL;
-        }
-        const gint32 result = mox::split_stored_reference(*object, *property, target);
-        if (result != MOX_OK) {
-            return result;
-        }
-    }
+    SERIALISED_PROPERTY_S* property = nullptr;
+    const gint32 result = mox::find_referenced(target, object, property);
+    return result != MOX_OK ? result
+                            : mox::read_property(*object, *property, is_volatile, tlv, is_remote);
 }
 
 }  // namespace
@@ -47,6 +29,31 @@ gboolean _get_reference_property_data(SERIALISED_PROPERTY_S* property_node, gboo
 }
 
 namespace mox {
+
+gint32 find_referenced(ReferenceTarget& target, ObjectRef& object,
+                       SERIALISED_PROPERTY_S*& property) {
+    CycleWatch watch;
+    for (;;) {
+        object = find_anywhere(target.object_name);
+        if (!object) {
+            return MOX_ERR_OBJECT_NOT_FOUND;
+        }
+        property = _get_property_node(object.get(), target.property_name());
+        if (property == nullptr) {
+            return MOX_ERR_PROPERTY_NOT_FOUND;
+        }
+        if (!is_reference(*property)) {
+            return MOX_OK;
+        }
+        if (watch.is_repeated(property)) {
+            return MOX_ERR_INTERNAL;
+        }
+        const gint32 result = split_stored_reference(*object, *property, target);
+        if (result != MOX_OK) {
+            return result;
+        }
+    }
+}
 
 gint32 read_reference(const OBJECT_HEAD_S& object, const SERIALISED_PROPERTY_S& property,
                       gboolean is_volatile, TLV_S& tlv, gboolean is_remote) {
