@@ -40,8 +40,12 @@ public:
 
     const StatementSet& statements() const { return statements_; }
     const std::string& path() const { return path_; }
-    // The greatest sequence number of the values at open.
+    // No value has a greater sequence number than this: that of the values at open, and of those
+    // that were noted since.
     gint64 greatest_sequence() const { return greatest_sequence_; }
+    void note_sequence(gint64 sequence) {
+        if (sequence > greatest_sequence_) greatest_sequence_ = sequence;
+    }
 
     // Runs SQL without results: PER_OK or the logged failure.
     gint32 run(const char* sql, const char* tried);

@@ -27,8 +27,9 @@ namespace {
 // name without it and the mark.
 constexpr std::array<const char*, static_cast<std::size_t>(Sql::count)> texts = {
     "SELECT type, data FROM value WHERE object = ? AND name = ? AND has_prefix = ? AND mode = ?",
-    "SELECT mode, sequence FROM value WHERE object = ? AND name = ? AND has_prefix = ?"
-    " ORDER BY sequence DESC LIMIT 1",
+    // Unsorted: an item has a row or two, and to sort even those the database makes a table first.
+    "SELECT mode, sequence, type, data FROM value"
+    " WHERE object = ? AND name = ? AND has_prefix = ?",
     "INSERT INTO value (object, name, has_prefix, mode, type, data, sequence)"
     " VALUES (?, ?, ?, ?, ?, ?, ?) ON CONFLICT DO UPDATE SET type = excluded.type,"
     " data = excluded.data, sequence = excluded.sequence",

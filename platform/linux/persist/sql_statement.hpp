@@ -19,7 +19,7 @@ namespace mox::persist {
 
 enum class Sql : std::size_t {
     read_value,
-    newest_value,
+    item_values,
     put_value,
     forget_unless_permanent,
     forget_all,

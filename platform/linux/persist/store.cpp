@@ -30,6 +30,29 @@ gint32 finish(Database& file, Query& query, const char* tried) {
     return result == SQLITE_DONE ? PER_OK : file.report(tried, result);
 }
 
+// Hands each of the item's values in a file to each(row), which returns the database's result.
+template <typename Each>
+gint32 for_each_value(Database& file, const ItemKey& key, Each each) {
+    Query query{file.statements(), Sql::item_values};
+    int result = bind_key(query, key).step();
+    while (result == SQLITE_ROW) {
+        result = each(query);
+        if (result == SQLITE_OK) result = query.step();
+    }
+    return result == SQLITE_DONE ? PER_OK : file.report("looking for a value", result);
+}
+
+// Whether a row of for_each_value holds the value.
+int compare(const Query& row, const ItemValue& value, bool& equal) {
+    std::string_view type;
+    std::string_view bytes;
+    int result = row.column_bytes(2, type);
+    if (result == SQLITE_OK) result = row.column_bytes(3, bytes);
+    equal = result == SQLITE_OK && type == value.type && bytes.size() == value.size &&
+            (value.size == 0 || std::memcmp(bytes.data(), value.data, value.size) == 0);
+    return result;
+}
+
 gint32 report_no_memory(const Database& file, const ItemKey& key) {
     warn("%s: no memory for the value of %s.%s; try again when there is", file.path().c_str(),
          key.object, key.name);
@@ -126,36 +149,43 @@ PER_MODE_E Store::mode_in(const Database& file, gint64 number) {
 gint32 Store::find_newest(const ItemKey& key, Newest& newest) {
     for (Database* file : {&lasting_, &until_reset_}) {
         if (!file->is_open()) continue;
-        Query query{file->statements(), Sql::newest_value};
-        const int result = bind_key(query, key).step();
-        if (result == SQLITE_DONE) continue;
-        if (result != SQLITE_ROW) return file->report("looking for a value", result);
-        const gint64 sequence = query.column_number(1);
-        if (sequence > newest.sequence) {
-            newest = {mode_in(*file, query.column_number(0)), sequence, file};
-        }
+        const gint32 code = for_each_value(*file, key, [&](const Query& row) {
+            note_newest(*file, row, newest);
+            return SQLITE_OK;
+        });
+        if (code != PER_OK) return code;
     }
     return PER_OK;
 }
 
+void Store::note_newest(const Database& file, const Query& row, Newest& newest) {
+    const gint64 sequence = row.column_number(1);
+    if (sequence > newest.sequence) {
+        newest = {mode_in(file, row.column_number(0)), sequence, &file};
+    }
+}
+
 gint32 Store::is_unchanged(const ItemKey& key, const ItemValue& value, PER_MODE_E mode,
                            bool& unchanged) {
-    unchanged = false;
     Newest newest;
-    const gint32 code = find_newest(key, newest);
-    if (code != PER_OK || newest.mode != mode || newest.sequence <= unseen_until_) return code;
+    bool equal = false;
     Database& file = file_of(mode);
-    Query query{file.statements(), Sql::read_value};
-    int result = bind_key(query, key).number(mode).step();
-    if (result == SQLITE_DONE) return PER_OK;
-    std::string_view type;
-    std::string_view bytes;
-    if (result == SQLITE_ROW) result = query.column_bytes(0, type);
-    if (result == SQLITE_OK) result = query.column_bytes(1, bytes);
-    if (result != SQLITE_OK) return file.report("looking for a value", result);
-    unchanged = type == value.type && bytes.size() == value.size &&
-                (value.size == 0 || std::memcmp(bytes.data(), value.data, value.size) == 0);
-    return PER_OK;
+    gint32 code = for_each_value(file, key, [&](const Query& row) {
+        note_newest(file, row, newest);
+        return row.column_number(0) == mode ? compare(row, value, equal) : SQLITE_OK;
+    });
+    unchanged = equal && newest.mode == mode && newest.sequence > unseen_until_;
+    if (code != PER_OK || !unchanged) return code;
+    Database& other = &file == &lasting_ ? until_reset_ : lasting_;
+    // Mostly what the other file holds is older than this, whatever item it is of.
+    if (!other.is_open() || other.greatest_sequence() < newest.sequence) return PER_OK;
+    const Newest here = newest;
+    code = for_each_value(other, key, [&](const Query& row) {
+        note_newest(other, row, newest);
+        return SQLITE_OK;
+    });
+    unchanged = code == PER_OK && newest.sequence == here.sequence;
+    return code;
 }
 
 gint32 Store::save(const ItemKey& key, const ItemValue& value, PER_MODE_E mode) {
@@ -166,6 +196,7 @@ gint32 Store::save(const ItemKey& key, const ItemValue& value, PER_MODE_E mode) 
     if (code != PER_OK || unchanged) return code;
     Query query{file.statements(), Sql::put_value};
     bind_key(query, key).number(mode).text(value.type).bytes(value.data, value.size);
+    file.note_sequence(last_sequence_ + 1);  // it may be there also when that cannot be told
     code = finish(file, query.number(last_sequence_ + 1), "saving a value");
     if (code == PER_OK) ++last_sequence_;
     return code;

@@ -62,6 +62,7 @@ private:
     gint32 forget_other_starts();
     gint32 forget_uncommitted();
     PER_MODE_E mode_in(const Database& file, gint64 number);
+    void note_newest(const Database& file, const Query& row, Newest& newest);
     gint32 find_newest(const ItemKey& key, Newest& newest);
     // Whether the value is stored as it is, and is the item's newest.
     gint32 is_unchanged(const ItemKey& key, const ItemValue& value, PER_MODE_E mode,

@@ -10,6 +10,27 @@ namespace {
 
 constexpr gsize longest_type = 5;
 
+// The bytes of a number's type, of which all are values; 0 for any other type.
+gsize number_size(const gchar* type) {
+    if (type[0] == '\0' || type[1] != '\0') return 0;
+    switch (type[0]) {
+        case 'y':
+            return 1;
+        case 'n':
+        case 'q':
+            return 2;
+        case 'i':
+        case 'u':
+            return 4;
+        case 'x':
+        case 't':
+        case 'd':
+            return 8;
+        default:
+            return 0;
+    }
+}
+
 // The variant type behind the persisted form; null when it is none.
 const gchar* variant_type(const gchar* type) {
     const std::string_view text{type};
@@ -26,10 +47,13 @@ const gchar* variant_type(const gchar* type) {
 }  // namespace
 
 bool is_persisted_type(const gchar* type) {
-    return variant_type(type) != nullptr;
+    return number_size(type) != 0 || variant_type(type) != nullptr;
 }
 
 ValueCheck check_value(const gchar* type, guint32 size, gconstpointer data) {
+    if (const gsize expected = number_size(type); expected != 0) {
+        return size == expected ? ValueCheck::good : ValueCheck::bad;
+    }
     gpointer copy = nullptr;
     if (size != 0) {
         copy = g_try_malloc(size);

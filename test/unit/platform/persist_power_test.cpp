@@ -220,12 +220,36 @@ TEST_F(UnchangedSave, IsNoneWithTheSameBytesOfAnotherType) {
     EXPECT_EQ(read("Fan1", "Speed"), saved_as(Value{"5"}));
 }
 
+TEST_F(UnchangedSave, OfAValueWritesNothingWhenOnlyOtherItemsAreNewer) {
+    for (const PER_MODE_E mode : {PER_MODE_PERMANENT, PER_MODE_POWER_OFF, PER_MODE_RESET}) {
+        ASSERT_EQ(save("Fan1", "Speed", Value{"uint32 5"}, mode), PER_OK);
+        for (const PER_MODE_E other : {PER_MODE_PERMANENT, PER_MODE_POWER_OFF, PER_MODE_RESET}) {
+            ASSERT_EQ(save("Fan2", "Speed", Value{"uint32 5"}, other), PER_OK);
+        }
+        expect_no_write([&] { EXPECT_EQ(save("Fan1", "Speed", Value{"uint32 5"}, mode), PER_OK); });
+    }
+}
+
 TEST_F(UnchangedSave, IsNoneWhenAnotherModeIsNewer) {
     ASSERT_EQ(save("Fan1", "Speed", Value{"uint32 5"}, PER_MODE_PERMANENT), PER_OK);
     ASSERT_EQ(save("Fan1", "Speed", Value{"uint32 6"}, PER_MODE_RESET), PER_OK);
     const FileCounts before = watched_files();
     ASSERT_EQ(save("Fan1", "Speed", Value{"uint32 5"}, PER_MODE_PERMANENT), PER_OK);
     EXPECT_GT(watched_files().writes, before.writes);
+}
+
+TEST_F(UnchangedSave, IsNoneWhenAnotherModeOfAnyFileIsNewerAlsoAfterARestart) {
+    constexpr PER_MODE_E kModes[] = {PER_MODE_PERMANENT, PER_MODE_POWER_OFF, PER_MODE_RESET};
+    for (const PER_MODE_E mode : kModes) {
+        for (const PER_MODE_E other : kModes) {
+            if (other == mode) continue;
+            ASSERT_EQ(save("Fan1", "Speed", Value{"uint32 5"}, mode), PER_OK);
+            ASSERT_EQ(save("Fan1", "Speed", Value{"uint32 6"}, other), PER_OK);
+            ASSERT_EQ(reopen_store(), PER_OK);
+            ASSERT_EQ(save("Fan1", "Speed", Value{"uint32 5"}, mode), PER_OK);
+            EXPECT_EQ(newest_mode("Fan1", "Speed"), mode);
+        }
+    }
 }
 
 }  // namespace
