@@ -2,6 +2,7 @@
 #ifndef MOX_LOM_HARDWARE_FAMILY_HPP
 #define MOX_LOM_HARDWARE_FAMILY_HPP
 
+#include <lom/object.h>
 #include <moxlib/moxbase.h>
 #include <pub.h>
 
@@ -9,7 +10,11 @@ namespace mox {
 
 // Reads a stored string property into a name buffer, cut to 31 characters. Returns 0;
 // MOX_ERR_TYPE_MISMATCH when it is no string; else the read's code.
-gint32 read_name(OBJ_HANDLE object, const gchar* property_name, gchar (&name)[PUB_NAME_LENGTH]);
+gint32 read_name(OBJECT_HEAD_S& object, const gchar* property_name, gchar (&name)[PUB_NAME_LENGTH]);
+
+// The same for an object of this process.
+gint32 read_name(OBJ_HANDLE object_handle, const gchar* property_name,
+                 gchar (&name)[PUB_NAME_LENGTH]);
 
 }  // namespace mox
 

@@ -3,11 +3,11 @@
 // the driver library is called without it.
 #include <lom/hardware.h>
 #include <lom/property.h>
-#include <moxplat/bounded.h>
 #include <moxplat/driver.h>
 #include <pub.h>
 
 #include <algorithm>
+#include <cstring>
 #include <vector>
 
 #include "base/glib_ptr.hpp"
@@ -18,7 +18,6 @@
 
 namespace {
 
-constexpr gsize kKeyLength = 65;
 constexpr OBJ_HANDLE kEveryObject = -1;
 
 void _free_has_property_list(gpointer list) {
@@ -64,6 +63,18 @@ GVariant* followed_value(OBJ_HANDLE object, const SERIALISED_PROPERTY_S& propert
     return value;
 }
 
+// "Class.Object", each name cut at the length that records have.
+gchar* key_of(const OBJECT_HEAD_S& object) {
+    const gsize class_length = strnlen(object.class_name, PUB_NAME_LENGTH);
+    const gsize object_length = strnlen(object.object_name, PUB_NAME_LENGTH);
+    auto* key = static_cast<gchar*>(g_malloc(class_length + object_length + 2));
+    gchar* end = std::copy_n(object.class_name, class_length, key);
+    *end++ = '.';
+    end = std::copy_n(object.object_name, object_length, end);
+    *end = '\0';
+    return key;
+}
+
 // Adds one object's list to the table; logical objects have none. The list begins with the object's
 // position.
 void add_list(GHashTable* table, const OBJECT_HEAD_S& object) {
@@ -83,9 +94,7 @@ void add_list(GHashTable* table, const OBJECT_HEAD_S& object) {
     prepend_value(list, "SemId", g_variant_new_int32(object.semid));
     prepend_value(list, "SemMember", g_variant_new_int32(object.sem_member));
     prepend_value(list, "Position", g_variant_new_uint32(object.position));
-    gchar key[kKeyLength];
-    snprintf_s(key, sizeof(key), "%.*s%s%.*s", 32, object.class_name, ".", 32, object.object_name);
-    g_hash_table_insert(table, g_strdup(key), list);
+    g_hash_table_insert(table, key_of(object), list);
 }
 
 void add_member([[maybe_unused]] gpointer key, gpointer value, gpointer user_data) {

@@ -2,14 +2,19 @@
 // registry.
 #include <moxplat/driver.h>
 
+#include <cstring>
+
 #include "registry.hpp"
 
 OBJ_PROPERTY_S* create_has_property(const gchar* name, GVariant* value) {
     if (name == nullptr || *name == '\0' || value == nullptr) {
         return nullptr;
     }
-    OBJ_PROPERTY_S* property = g_new(OBJ_PROPERTY_S, 1);
-    property->name = g_strdup(name);
+    // The name lies behind the record, in the same memory.
+    const gsize length = std::strlen(name) + 1;
+    auto* property = static_cast<OBJ_PROPERTY_S*>(g_malloc(sizeof(OBJ_PROPERTY_S) + length));
+    property->name = reinterpret_cast<gchar*>(property + 1);
+    std::memcpy(property->name, name, length);
     property->value = g_variant_take_ref(value);
     return property;
 }
@@ -19,7 +24,6 @@ void free_has_property(gpointer property) {
     if (owned == nullptr) {
         return;
     }
-    g_free(owned->name);
     if (owned->value != nullptr) {
         g_variant_unref(owned->value);
     }
