@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "base/listener_list.hpp"
 #include "base/published.hpp"
 #include "classnode/class_table.hpp"
 

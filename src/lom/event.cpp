@@ -6,9 +6,9 @@
 #include <lom/event.h>
 #include <pub.h>
 
+#include "base/listener_list.hpp"
 #include "base/published.hpp"
 #include "base/record_text.hpp"
-#include "classnode/listener.hpp"
 #include "lom/event.hpp"
 #include "lom/object_ref.hpp"
 #include "lom/property_state.hpp"
