@@ -58,11 +58,12 @@ bool AnnouncementFloor::announce(int receivers) {
     std::memcpy(&stored_, g_variant_get_data(value), sizeof(stored_));
     benchmark::DoNotOptimize(stored_);
     osal_process_sem_v(semid, member);
-    find_property("Value5");
+    find_listeners("Value5");
     auto* message = static_cast<SystemMessage*>(g_malloc0(sizeof(SystemMessage)));
     message->type = 1;
     bool is_sent = true;
     for (int receiver = 0; receiver < receivers; ++receiver) {
+        look_for_level();
         is_sent = send_to(receiver, *message) && is_sent;
     }
     g_free(message);

@@ -18,7 +18,8 @@ OBJ_HANDLE announcing_object();
 bool write_next_number(OBJ_HANDLE object, const char* property);
 
 // A value, the object, the property, the semaphore around the store, the listeners looked up, a
-// zeroed message of the size of the announcement's, and the system's own call for each queue.
+// zeroed message of the size of the announcement's, and for each queue the look at the log level
+// and the system's own call.
 class AnnouncementFloor : public StoredFloor {
 public:
     // Returns false when a queue is full.

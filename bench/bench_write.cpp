@@ -71,7 +71,8 @@ void override_row(benchmark::State& state) {
 }
 
 // A value, the object, the property, the semaphore around the store; when it is announced, the
-// property's listeners looked up, and for them one message that is sent to each.
+// property's listeners looked up, and for them one message that is sent to each, after the look
+// whether it is to be shown.
 void floor_row(benchmark::State& state, int listeners, bool is_announced) {
     write_object();
     StoredFloor floor;
@@ -85,13 +86,14 @@ void floor_row(benchmark::State& state, int listeners, bool is_announced) {
         benchmark::DoNotOptimize(stored);
         osal_process_sem_v(floor.semid, floor.member);
         if (is_announced) {
-            floor.find_property("Value5");
+            floor.find_listeners("Value5");
         }
         bool is_sent = true;
         if (listeners > 0) {
             auto* message = static_cast<MOX_MSG_HEAD_S*>(g_malloc0(kMessageSize));
             message->mtype = 1;
             for (int at = 0; at < listeners; ++at) {
+                StoredFloor::look_for_level();
                 is_sent =
                     osal_process_queue_send(g_queues[at], message, kMessageSize) == 0 && is_sent;
             }

@@ -46,6 +46,9 @@ bool report_pool_bytes(const std::string& path) {
         {"pool/object", "an object without properties", bytes.object, record_bytes()},
         {"pool/property", "a property of a fixed-size type", bytes.property,
          sizeof(SERIALISED_PROPERTY_S)},
+        {"pool/object_with_10", "an object with ten of them",
+         bytes.object + kProperties * bytes.property,
+         record_bytes() + kProperties * sizeof(SERIALISED_PROPERTY_S)},
     };
     FILE* file = std::fopen(path.c_str(), "we");
     if (file == nullptr) {

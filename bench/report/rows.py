@@ -72,7 +72,8 @@ ALSO_TITLES = {
     "attach/1000": "attaching and copying 1,000, per object",
 }
 
-POOL_TITLES = {"pool/object": "an object without properties", "pool/property": "a property of a fixed-size type"}
+POOL_TITLES = {"pool/object": "an object without properties", "pool/property": "a property of a fixed-size type",
+               "pool/object_with_10": "an object with ten of them"}
 POOL_LIMIT = 1.15
 
 PEER_TITLES = {
