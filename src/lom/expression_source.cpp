@@ -53,8 +53,9 @@ private:
     guint depth_;
 };
 
-thread_local const Evaluation* Evaluation::innermost = nullptr;
-thread_local guint Evaluation::begun = 0;
+thread_local const Evaluation* Evaluation::innermost __attribute__((tls_model("initial-exec"))) =
+    nullptr;
+thread_local guint Evaluation::begun __attribute__((tls_model("initial-exec"))) = 0;
 
 // The formula's text, terminated whatever is stored. Null when it cannot be read.
 mox::CharPtr read_formula(OBJECT_HEAD_S& object, gboolean is_remote, gint32& result) {
@@ -120,7 +121,7 @@ gboolean _get_expression_data(OBJECT_HEAD_S* object_head, SERIALISED_PROPERTY_S*
     if (*retv != MOX_OK) {
         return TRUE;
     }
-    *is_updated = inputs->differ_from_caches(*object_head, is_remote, *ptlv, *retv);
+    *is_updated = inputs->differ_from_caches(*object_head, *property_node, is_remote, *ptlv, *retv);
     if (!*is_updated) {
         return TRUE;
     }

@@ -123,8 +123,8 @@ gint32 FormulaInputs::read_stored(gsize index, const OBJECT_HEAD_S& object,
     return MOX_OK;
 }
 
-bool FormulaInputs::differ_from_caches(OBJECT_HEAD_S& object, gboolean is_remote, TLV_S& tlv,
-                                       gint32& result) const {
+bool FormulaInputs::differ_from_caches(OBJECT_HEAD_S& object, const SERIALISED_PROPERTY_S& stored,
+                                       gboolean is_remote, TLV_S& tlv, gint32& result) const {
     const SERIALISED_PROPERTY_S* caches[kExpressionInputs];
     for (gsize index = 0; index < kExpressionInputs; ++index) {
         const gchar* cache_name = kFormulaInputs[index].cache_name;
@@ -139,7 +139,6 @@ bool FormulaInputs::differ_from_caches(OBJECT_HEAD_S& object, gboolean is_remote
             caches[index] = nullptr;
         }
     }
-    const SERIALISED_PROPERTY_S* stored = _get_property_node(&object, "Value");
     const SemaphoreGuard semaphore(object);
     if (!semaphore) {
         return true;  // what cannot be looked at may be another
@@ -149,8 +148,7 @@ bool FormulaInputs::differ_from_caches(OBJECT_HEAD_S& object, gboolean is_remote
             return true;
         }
     }
-    result = stored == nullptr ? static_cast<gint32>(MOX_ERR_PROPERTY_NOT_FOUND)
-                               : copy_stored_value(*stored, tlv);
+    result = copy_stored_value(stored, tlv);
     return false;
 }
 
