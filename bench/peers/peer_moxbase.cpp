@@ -113,12 +113,12 @@ public:
         return value;
     }
 
+    // Into a number of the caller's, as all of the others are read.
     std::int32_t read() override {
-        GVariant* value = nullptr;
-        require(lom_get_property_value(object_, kProperty, FALSE, &value, FALSE) == MOX_OK,
+        std::int32_t number = 0;
+        require(lom_get_property_value_v2(object_, kProperty, FALSE, sizeof(number),
+                                          reinterpret_cast<guchar*>(&number), FALSE) == MOX_OK,
                 "the read failed");
-        const std::int32_t number = g_variant_get_int32(value);
-        g_variant_unref(value);
         return number;
     }
 

@@ -1,5 +1,6 @@
 // The messages that tell of a changed property and of removed objects.
 #include <ipcmsg.h>
+#include <pub.h>
 
 #include <cstddef>
 #include <cstring>
@@ -56,6 +57,12 @@ gint32 ipc_msg_property_event(GSList* listener_list, const gchar* object_name,
     if (object_name == nullptr || property_name == nullptr || type == nullptr ||
         property_value == nullptr || size < g_variant_get_size(property_value)) {
         return MOX_ERR_BAD_ARGUMENT;
+    }
+    if (size > IPC_MSG_MAX_PAYLOAD - offsetof(MSG_EVENT_DATA_HEAD_S, data)) {
+        pub_debug_print(MX_DBG_ERR, "message size(%d) too big.\n",
+                        static_cast<gint>(size + offsetof(MSG_EVENT_DATA_HEAD_S, data)));
+        ipc_msg_tell_lost(listener_list, MOX_MSG_PROPERTY_EVENT, MOX_ERR_MESSAGE_TOO_BIG);
+        return MOX_ERR_MESSAGE_TOO_BIG;
     }
     const gsize payload_size = size + offsetof(MSG_EVENT_DATA_HEAD_S, data);
     MessageBlock block(payload_size);

@@ -35,27 +35,22 @@ gint32 count(LOCAL_PROPERTY_S* entry, gboolean send) {
     return MOX_OK;
 }
 
-// A record that the caller holds: the event of its own name is counted there without a lookup.
-struct Known {
-    const OBJECT_HEAD_S& object;
-    LOCAL_PROPERTY_S* entry;
-};
-
 // An object's own name is most often the very text of its record.
 bool is_name_of(const OBJECT_HEAD_S& object, const gchar* name) {
     return object.object_name == name || g_strcmp0(object.object_name, name) == 0;
 }
 
-// Sends one object's event. known: nullable.
-gint32 send_event(const Known* known, const gchar* class_name, const gchar* object_name,
+// Sends one object's event. known: a record that the caller holds, where the event of its own name
+// is counted without a lookup of the object; nullable.
+gint32 send_event(const OBJECT_HEAD_S* known, const gchar* class_name, const gchar* object_name,
                   const gchar* property_name, GVariant* property_value) {
     mox::ListenerList listeners;
     gint32 result = listeners.find(class_name, property_name);
     if (result != MOX_OK) {
         return result;
     }
-    if (known != nullptr && is_name_of(known->object, object_name)) {
-        count(known->entry, TRUE);
+    if (known != nullptr && is_name_of(*known, object_name)) {
+        count(mox::find_entry(*known, property_name), TRUE);
     } else {
         lom_count_event(lom_name_to_handle(object_name), property_name, TRUE);
     }
@@ -80,21 +75,23 @@ gint32 _send_property_event(const gchar* class_name, const gchar* object_name,
     return send_event(nullptr, class_name, object_name, property_name, property_value);
 }
 
-gint32 mox::announce(OBJECT_HEAD_S& object, const gchar* property_name, GVariant* property_value,
-                     LOCAL_PROPERTY_S* entry) {
+gint32 mox::announce(const OBJECT_HEAD_S& object, const gchar* property_name,
+                     GVariant* property_value) {
+    if (read_published(object.status) == OBJECT_MARK_DEL) {
+        return MOX_ERR_OBJECT_NOT_FOUND;
+    }
     if (property_name == nullptr) {
         return MOX_ERR_BAD_ARGUMENT;
     }
     if (object.name_list == nullptr) {
         return MOX_ERR_INTERNAL;
     }
-    const Known known{object, entry != nullptr ? entry : find_entry(object, property_name)};
     for (const CLASS_OBJECT_LIST_S* name = object.name_list; name != nullptr;
-         name = mox::read_published(name->next)) {
+         name = read_published(name->next)) {
         const gint32 result =
-            send_event(&known, name->class_name, name->object_name, property_name, property_value);
+            send_event(&object, name->class_name, name->object_name, property_name, property_value);
         if (result != MOX_OK) {
-            tell_unsent(mox::read_published(name->next), property_name, result);
+            tell_unsent(read_published(name->next), property_name, result);
             return result;
         }
     }
@@ -113,8 +110,7 @@ gint32 lom_property_event(OBJ_HANDLE obj_handle, const gchar* property_name,
     if (group_send) {
         return mox::announce(*object, property_name, property_value);
     }
-    const Known known{*object, mox::find_entry(*object, property_name)};
-    return send_event(&known, object->class_name, object->object_name, property_name,
+    return send_event(object.get(), object->class_name, object->object_name, property_name,
                       property_value);
 }
 

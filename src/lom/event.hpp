@@ -11,11 +11,11 @@ gint32 _send_property_event(const gchar* class_name, const gchar* object_name,
 
 namespace mox {
 
-// Announces a change under all names of an object that the caller holds a reference on. Returns 0;
+// Announces a change under all names of an object that the caller has looked up and holds: no hook
+// ran since. Returns 0; MOX_ERR_OBJECT_NOT_FOUND when it was marked deleted meanwhile;
 // MOX_ERR_BAD_ARGUMENT for a null name; MOX_ERR_INTERNAL for a record without names; or what the
-// first failing send gave. entry: the object's own of that property, when it is at hand; nullable.
-gint32 announce(OBJECT_HEAD_S& object, const gchar* property_name, GVariant* property_value,
-                LOCAL_PROPERTY_S* entry = nullptr);
+// first failing send gave.
+gint32 announce(const OBJECT_HEAD_S& object, const gchar* property_name, GVariant* property_value);
 
 // Counts an event under all of an object's names as lost: it is not sent because one before it
 // failed with this code. An object that is gone has nobody to tell.

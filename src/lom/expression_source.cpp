@@ -121,7 +121,7 @@ gboolean _get_expression_data(OBJECT_HEAD_S* object_head, SERIALISED_PROPERTY_S*
     if (*retv != MOX_OK) {
         return TRUE;
     }
-    *is_updated = inputs->differ_from_caches(*object_head, *property_node, is_remote, *ptlv, *retv);
+    *is_updated = inputs->differ_from_caches(*object_head, is_remote, *ptlv, *retv);
     if (!*is_updated) {
         return TRUE;
     }

@@ -118,13 +118,13 @@ gint32 FormulaInputs::read_stored(gsize index, const OBJECT_HEAD_S& object,
     }
     std::memcpy(package.type, property.type, PUB_TYPE_LENGTH);
     package.size = static_cast<guint32>(size);
-    package.data = small_[index];
+    package.data = size == 0 ? nullptr : small_[index];
     copy_stored_into(property, small_[index], size);
     return MOX_OK;
 }
 
-bool FormulaInputs::differ_from_caches(OBJECT_HEAD_S& object, const SERIALISED_PROPERTY_S& stored,
-                                       gboolean is_remote, TLV_S& tlv, gint32& result) const {
+bool FormulaInputs::differ_from_caches(OBJECT_HEAD_S& object, gboolean is_remote, TLV_S& tlv,
+                                       gint32& result) const {
     const SERIALISED_PROPERTY_S* caches[kExpressionInputs];
     for (gsize index = 0; index < kExpressionInputs; ++index) {
         const gchar* cache_name = kFormulaInputs[index].cache_name;
@@ -139,6 +139,8 @@ bool FormulaInputs::differ_from_caches(OBJECT_HEAD_S& object, const SERIALISED_P
             caches[index] = nullptr;
         }
     }
+    // The record that is being read may be a copy from before these inputs.
+    const SERIALISED_PROPERTY_S* stored = _get_property_node(&object, "Value");
     const SemaphoreGuard semaphore(object);
     if (!semaphore) {
         return true;  // what cannot be looked at may be another
@@ -148,7 +150,8 @@ bool FormulaInputs::differ_from_caches(OBJECT_HEAD_S& object, const SERIALISED_P
             return true;
         }
     }
-    result = copy_stored_value(stored, tlv);
+    result = stored == nullptr ? static_cast<gint32>(MOX_ERR_PROPERTY_NOT_FOUND)
+                               : copy_stored_value(*stored, tlv);
     return false;
 }
 

@@ -25,9 +25,10 @@ public:
 
     // Whether one of them is another than the one of the last evaluation; without a cache it always
     // is. When none is, the stored result is copied into tlv under the same hold of the semaphore,
-    // so that it belongs to these inputs, and result is what copy_stored_value gives.
-    bool differ_from_caches(OBJECT_HEAD_S& object, const SERIALISED_PROPERTY_S& stored,
-                            gboolean is_remote, TLV_S& tlv, gint32& result) const;
+    // so that it belongs to these inputs, and result is 0, MOX_ERR_PROPERTY_NOT_FOUND without
+    // a property "Value", or MOX_ERR_INTERNAL as in copy_stored_value.
+    bool differ_from_caches(OBJECT_HEAD_S& object, gboolean is_remote, TLV_S& tlv,
+                            gint32& result) const;
 
     const Packages& packages() const { return packages_; }
     gdouble number(gsize index) const;

@@ -19,7 +19,7 @@ struct Removal {
 }  // namespace mox
 
 // Moves one entry of the object table into the garbage when its object is of the position. Returns
-// whether it left the table. user_data: a Removal. Called with g_obj_hash_mutex held.
+// whether it left the table. user_data: a Removal. Called within a TableChangeGuard.
 gboolean _mark_removed_object(gpointer key, gpointer value, gpointer user_data);
 
 // Whether nobody holds a garbage record any more: no module has a copy, and at most the garbage

@@ -115,7 +115,9 @@ gint32 override_target(OBJ_HANDLE handle, const gchar* name, GVariant* new_value
                 return result;
             }
             done.announced.reset(g_variant_ref(value.get()));
-            return mox::announce(*object, name, value.get());
+            // A hook that stored what did not fit may have ended or replaced the object.
+            return value.fits(*property) ? mox::announce(*object, name, value.get())
+                                         : lom_property_event(handle, name, value.get(), TRUE);
         }
         object.reset();
         handle = lom_get_object_handle(next.object_name);

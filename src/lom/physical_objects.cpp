@@ -65,10 +65,11 @@ GVariant* followed_value(OBJ_HANDLE object, const SERIALISED_PROPERTY_S& propert
 
 // "Class.Object", each name cut at the length that records have.
 gchar* key_of(const OBJECT_HEAD_S& object) {
-    const gsize class_length = strnlen(object.class_name, PUB_NAME_LENGTH);
+    const gchar* class_name = object.class_name == nullptr ? "(null)" : object.class_name;
+    const gsize class_length = strnlen(class_name, PUB_NAME_LENGTH);
     const gsize object_length = strnlen(object.object_name, PUB_NAME_LENGTH);
     auto* key = static_cast<gchar*>(g_malloc(class_length + object_length + 2));
-    gchar* end = std::copy_n(object.class_name, class_length, key);
+    gchar* end = std::copy_n(class_name, class_length, key);
     *end++ = '.';
     end = std::copy_n(object.object_name, object_length, end);
     *end = '\0';

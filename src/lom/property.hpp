@@ -54,8 +54,8 @@ inline constexpr FormulaInput kFormulaInputs[kExpressionInputs] = {
 // held. Returns 0, or MOX_ERR_INTERNAL when the declared size is more than there is memory for.
 gint32 copy_stored_value(const SERIALISED_PROPERTY_S& property, TLV_S& tlv);
 
-// Copies a property's stored value, or as much of it as the room holds. Called with the object's
-// semaphore held. Returns the value's whole size.
+// Copies a property's stored value, or as much of it as the room holds, whatever size the record
+// declares. Called with the object's semaphore held. Returns the whole size that it declares.
 gsize copy_stored_into(const SERIALISED_PROPERTY_S& property, gpointer dest, gsize room);
 
 // Whether a read is answered by the stored value without a look at any other source.

@@ -46,7 +46,8 @@ inline bool has_accessor(const SERIALISED_PROPERTY_S& property) {
     return property.accessor != nullptr && property.accessor[0] != '\0';
 }
 
-// This process's entry of a property, or null without a table, a name or an entry.
+// This process's entry of a property, or null without a table, a name or an entry. For the moment:
+// a record that becomes a reference loses its table.
 inline LOCAL_PROPERTY_S* find_entry(const OBJECT_HEAD_S& object, const gchar* name) {
     return name == nullptr || object.property_hash == nullptr
                ? nullptr
@@ -55,13 +56,10 @@ inline LOCAL_PROPERTY_S* find_entry(const OBJECT_HEAD_S& object, const gchar* na
 
 // Finds a property by name in the object's table, as the functions that tell the failures apart do.
 // Returns 0; MOX_ERR_PROPERTY_NOT_FOUND without a table, a name or an entry; MOX_ERR_INTERNAL for
-// an entry without record. entry: nullable; receives the entry, which lives as long as the record.
+// an entry without record.
 inline gint32 find_property(const OBJECT_HEAD_S& object, const gchar* name,
-                            SERIALISED_PROPERTY_S** property, LOCAL_PROPERTY_S** entry = nullptr) {
-    LOCAL_PROPERTY_S* local = find_entry(object, name);
-    if (entry != nullptr) {
-        *entry = local;
-    }
+                            SERIALISED_PROPERTY_S** property) {
+    const LOCAL_PROPERTY_S* local = find_entry(object, name);
     if (local == nullptr) {
         return MOX_ERR_PROPERTY_NOT_FOUND;
     }

@@ -3,12 +3,14 @@
 // hold of the semaphore covers the value and the caches of a formula's inputs, so that no two
 // threads leave the result of one evaluation beside the inputs of another; the event comes after
 // it.
+#include <lom/event.h>
+#include <lom/registry.h>
+
 #include <algorithm>
 #include <cstring>
 
 #include "base/bounded_copy.hpp"
 #include "base/glib_ptr.hpp"
-#include "lom/event.hpp"
 #include "lom/object_table.hpp"
 #include "lom/property.hpp"
 #include "lom/property_state.hpp"
@@ -74,7 +76,8 @@ gint32 write_back(OBJECT_HEAD_S& object, SERIALISED_PROPERTY_S& property, const 
     }
     if (changed != nullptr) {
         const VariantPtr value(g_variant_ref_sink(changed));
-        announce(object, property.name, value.get());
+        lom_property_event(lom_name_to_handle(object.object_name), property.name, value.get(),
+                           TRUE);
     }
     return MOX_OK;
 }

@@ -39,18 +39,18 @@ inline bool take_reference(OBJECT_HEAD_S* object_head) {
 void drop_refered(OBJECT_HEAD_S& object);
 
 // Takes a record that was replaced in the object table out of the table's hands: it is freed now,
-// or, while somebody still holds it, when the last holder lets go. Called with g_obj_hash_mutex
-// held.
+// or, while somebody still holds it, when the last holder lets go. Called within a
+// TableChangeGuard.
 void retire_replaced(OBJECT_HEAD_S* object_head);
 
 // Drops the object table's own reference, once however often it is asked. Returns whether the
 // record is the caller's to take out of the table and free; otherwise its last holder does that.
-// Called with g_obj_hash_mutex held, for a record that the table has.
+// Called within a TableChangeGuard, for a record that the table has.
 bool drop_table_reference(OBJECT_HEAD_S* object_head);
 
 // Gives the table's own reference to the caller, who takes the record out of the table for another
-// home. Returns false for a record that its last holder is about to free. Called with
-// g_obj_hash_mutex held.
+// home. Returns false for a record that its last holder is about to free. Called within a
+// TableChangeGuard.
 bool claim_table_reference(OBJECT_HEAD_S* object_head);
 
 }  // namespace mox

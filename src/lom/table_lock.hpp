@@ -1,7 +1,8 @@
 // The locks of the object table. A change of the table, and whatever must not meet one, holds the
 // table's mutex; a change holds all lookup locks besides. A lookup holds only the one of its
-// thread, so that lookups of several threads do not meet: they are most of what a process does with
-// the table, and the mutex alone would make two reading threads slower than one.
+// thread, so that lookups of several threads do not meet; what is not known here is then fetched
+// under the mutex, without the lookup lock. Lookups are most of what a process does with the table,
+// and the mutex alone would make two reading threads slower than one.
 #ifndef MOX_LOM_TABLE_LOCK_HPP
 #define MOX_LOM_TABLE_LOCK_HPP
 

@@ -1,5 +1,6 @@
 // Writing a property: store, announce, save. Each comes after the semaphore of the one before is
 // released, and what is checked first decides which code a caller sees.
+#include <lom/event.h>
 #include <lom/persist.h>
 #include <lom/property.h>
 
@@ -64,18 +65,22 @@ gint32 lom_set_property_value(OBJ_HANDLE obj_handle, const gchar* property_name,
     if (value.code() != MOX_OK) {
         return value.code();
     }
-    bool is_changed = true;
-    if (value.fits(*target.property)) {
-        result = store(*target.object, *target.property, value, is_changed);
-    } else {
+    if (!value.fits(*target.property)) {
         result = store_elsewhere(*target.object, *target.property, value);
-        target.entry = nullptr;  // the hook may have changed the object's properties
+        if (result != MOX_OK) {
+            return result;
+        }
+        // The hook may have ended or replaced the object: it is looked up anew.
+        lom_property_event(target.handle, target.name, value.get(), TRUE);
+        return save_change(target, value, per_mode, is_static);
     }
+    bool is_changed = false;
+    result = store(*target.object, *target.property, value, is_changed);
     if (result != MOX_OK) {
         return result;
     }
     if (is_changed) {
-        mox::announce(*target.object, target.name, value.get(), target.entry);
+        mox::announce(*target.object, target.name, value.get());
     }
     return save_change(target, value, per_mode, is_static);
 }

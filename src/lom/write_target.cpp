@@ -18,8 +18,7 @@ gint32 find_step(Walk walk, WriteTarget& target) {
     if (!is_writable(*target.object)) {
         return MOX_ERR_NOT_PERMITTED;
     }
-    const gint32 result =
-        find_property(*target.object, target.name, &target.property, &target.entry);
+    const gint32 result = find_property(*target.object, target.name, &target.property);
     if (result != MOX_OK) {
         return result;
     }

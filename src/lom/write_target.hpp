@@ -14,7 +14,6 @@ struct WriteTarget {
     ObjectRef object;
     OBJ_HANDLE handle = 0;
     SERIALISED_PROPERTY_S* property = nullptr;
-    LOCAL_PROPERTY_S* entry = nullptr;  // the object's, of that property
     const gchar* name = nullptr;  // as the caller or the last reference gave it, prefix included
     ReferenceTarget path;         // where name points to behind a reference
 };

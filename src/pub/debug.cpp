@@ -8,8 +8,8 @@
 #include <moxplat/bounded.h>
 #include <moxplat/osal.h>
 #include <pub.h>
-#include <sys/stat.h>
 #include <syslog.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cstdarg>
@@ -43,8 +43,7 @@ void build_level_path(gchar* path, gsize room) {
 // Opens a directory. Nearly every module has none, and to ask whether it is there costs two thirds
 // of an open that fails.
 DIR* open_if_there(const gchar* path) {
-    struct stat unused;
-    return stat(path, &unused) == 0 ? opendir(path) : nullptr;
+    return access(path, F_OK) == 0 ? opendir(path) : nullptr;
 }
 
 // Opens the level directory. Threads that meet here before the path is kept each build the same

@@ -12,6 +12,8 @@
 #include "waiters.hpp"
 
 #include <moxplat/osal.h>
+#include <unistd.h>
+#include <atomic>
 #include <cerrno>
 
 namespace mox::osal {
@@ -49,8 +51,10 @@ void pause_briefly() {
     for (int count = 0; count < 8; ++count) {
 #if defined(__i386__) || defined(__x86_64__)
         __builtin_ia32_pause();
-#elif defined(__arm__) || defined(__aarch64__)
+#elif defined(__aarch64__) || (defined(__arm__) && __ARM_ARCH >= 7)
         __asm__ volatile("yield");
+#else
+        std::atomic_signal_fence(std::memory_order_seq_cst);
 #endif
     }
 }

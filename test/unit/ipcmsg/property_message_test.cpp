@@ -128,6 +128,21 @@ TEST_F(PropertyMessage, OfALargerValueIsTooBig) {
     EXPECT_EQ(osal::send_calls(), 0U);
 }
 
+TEST_F(PropertyMessage, OfASizeBeyondAllMemoryIsTooBig) {
+    GSList* list = mox::test::port_list({5});
+    GVariant* value = g_variant_ref_sink(g_variant_new_string(std::string(500, 'v').c_str()));
+    gint32 result = 0;
+    for (const gsize less : {0U, 1U, 75U, 76U, 77U, 160U}) {
+        stdout_of([&] {
+            result = ipc_msg_property_event(list, "Fan1", "Speed", "s", G_MAXSIZE - less, value);
+        });
+        EXPECT_EQ(result, -2016) << less;
+    }
+    EXPECT_EQ(osal::send_calls(), 0U);
+    g_variant_unref(value);
+    g_slist_free(list);
+}
+
 TEST_F(PropertyMessage, WithoutAnOwnPortIsRefused) {
     ipc_msg_set_port(0);
     EXPECT_EQ(Change{}.send_to({5}), -2018);

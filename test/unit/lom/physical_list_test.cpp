@@ -83,6 +83,13 @@ TEST_F(PhysicalList, IsKeptUnderClassAndObjectName) {
     EXPECT_EQ(keys(), Texts{class_name + "." + name});
 }
 
+TEST_F(PhysicalList, OfARecordWithoutAClassIsKeptUnderItsNameAlone) {
+    add_physical("Chip", "Cpld");
+    record_of("Cpld")->class_name = nullptr;
+    lom_create_has_object(kEveryObject);
+    EXPECT_EQ(keys(), Texts{"(null).Cpld"});
+}
+
 TEST_F(PhysicalList, IsMadeForEachPhysicalMemberOfTheFamily) {
     add_object({.name = "Fan1",
                 .properties = {number<guint32>("Speed", "u", 1, "rw", "Tacho"),

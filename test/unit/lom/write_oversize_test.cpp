@@ -55,6 +55,12 @@ TEST_F(OversizedWrite, IsAnnouncedBehindTheHook) {
     EXPECT_EQ(sent_events(), Texts{"8: Fan1.Label = 'lefty'"});
 }
 
+TEST_F(OversizedWrite, OfAnObjectThatTheHookRemovesIsNotAnnounced) {
+    const RemoteSet remote(0, [] { record_of("Fan1")->status = OBJECT_MARK_DEL; });
+    write_long();
+    EXPECT_EQ(sent_events(), Texts{});
+}
+
 TEST_F(OversizedWrite, NeedsNoSemaphore) {
     const RemoteSet remote;
     fail_semaphore_of("Fan1");
