@@ -4,9 +4,7 @@
 // the sum of the read; it has a row of its own, too.
 #include <benchmark/benchmark.h>
 #include <moxplat/driver.h>
-#include <unistd.h>
 
-#include <cstdio>
 #include <cstdlib>
 
 #include "model.hpp"
@@ -15,23 +13,6 @@
 
 namespace mox::bench {
 namespace {
-
-// A file of 4 bytes that stands for a chip; removed when the program ends.
-const std::string& chip_file() {
-    static std::string path;
-    if (path.empty()) {
-        char name[] = "/tmp/moxbench-chip-XXXXXX";
-        const int file = mkstemp(name);
-        if (file < 0 || write(file, "\0\0\0\0", 4) != 4) {
-            std::perror("moxbench: the file that stands for a chip");
-            std::exit(1);
-        }
-        close(file);
-        path = name;
-        std::atexit([] { unlink(path.c_str()); });
-    }
-    return path;
-}
 
 OBJ_HANDLE hardware_object() {
     static const OBJ_HANDLE handle = [] {

@@ -5,7 +5,6 @@
 #include <classnode.h>
 #include <ipcmsg.h>
 #include <moxplat/osal.h>
-#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -40,7 +39,6 @@ std::string g_object_names[kTurns];
 GSList* g_names = nullptr;
 gint32 g_queue = -1;
 guint32 g_number = 100;
-std::string g_file;
 
 bool read_value(OBJ_HANDLE object, const char* property, gboolean is_live) {
     GVariant* value = nullptr;
@@ -82,20 +80,10 @@ void prepare_formulas() {
     }
 }
 
-// A file of 4 bytes stands for the chips; removed when the program ends.
 void prepare_hardware() {
-    char name[] = "/tmp/hot_operations-chip-XXXXXX";
-    const int file = mkstemp(name);
-    if (file < 0 || write(file, "\1\2\3\4", 4) != 4) {
-        std::perror("hot_operations: the file that stands for a chip");
-        std::exit(1);
-    }
-    close(file);
-    g_file = name;
-    std::atexit([] { unlink(g_file.c_str()); });
     for (int turn = 0; turn < kTurns; ++turn) {
-        g_objects[turn] =
-            mox::bench::make_hardware_object(mox::bench::object_name("hot_hardware", turn), g_file);
+        g_objects[turn] = mox::bench::make_hardware_object(
+            mox::bench::object_name("hot_hardware", turn), mox::bench::chip_file());
     }
 }
 

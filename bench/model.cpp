@@ -4,6 +4,7 @@
 #include <ipcmsg.h>
 #include <moxplat/osal.h>
 #include <shmem.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -124,6 +125,21 @@ OBJ_HANDLE make_announcing_object(const std::string& name) {
 OBJ_HANDLE make_text_object(const std::string& name) {
     return build(name, kClassName, "Logical",
                  {{kProperty, "u", bytes_of(7)}, {"Text", "s", text(std::string(63, 'x'))}});
+}
+
+const std::string& chip_file() {
+    static std::string path;
+    if (path.empty()) {
+        char name[] = "/tmp/moxbench-chip-XXXXXX";
+        const int file = mkstemp(name);
+        if (file < 0 || write(file, "\0\0\0\0", 4) != 4) {
+            give_up("the file that stands for a chip cannot be made");
+        }
+        close(file);
+        path = name;
+        std::atexit([] { unlink(path.c_str()); });
+    }
+    return path;
 }
 
 OBJ_HANDLE make_hardware_object(const std::string& name, const std::string& file) {

@@ -36,6 +36,10 @@ OBJ_HANDLE make_announcing_object(const std::string& name);
 // Builds one object with a "u" and a 64-byte "s" property.
 OBJ_HANDLE make_text_object(const std::string& name);
 
+// A file of 4 bytes that stands for a chip; made once, removed when the program ends. Ends the
+// process with a message when it cannot be made.
+const std::string& chip_file();
+
 // Builds a chip over a file of 4 bytes, an accessor on it and an object whose kProperty reads
 // through it.
 OBJ_HANDLE make_hardware_object(const std::string& name, const std::string& file);

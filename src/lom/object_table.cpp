@@ -212,11 +212,7 @@ void _add_object_ptr(OBJECT_HEAD_S* object_head, const gchar* key) {
 }
 
 SERIALISED_PROPERTY_S* _get_property_node(OBJECT_HEAD_S* object_head, const gchar* property_name) {
-    if (property_name == nullptr || object_head->property_hash == nullptr) {
-        return nullptr;
-    }
-    const auto* local = static_cast<const LOCAL_PROPERTY_S*>(
-        g_hash_table_lookup(object_head->property_hash, property_name));
+    const LOCAL_PROPERTY_S* local = mox::find_entry(*object_head, property_name);
     return local == nullptr ? nullptr : local->property_ptr;
 }
 

@@ -142,10 +142,7 @@ gint32 lom_get_property_change_cnt(OBJ_HANDLE object_handle, const gchar* proper
     if (!object) {
         return MOX_ERR_OBJECT_NOT_FOUND;
     }
-    const auto* local = object->property_hash == nullptr
-                            ? nullptr
-                            : static_cast<const LOCAL_PROPERTY_S*>(
-                                  g_hash_table_lookup(object->property_hash, property_name));
+    const LOCAL_PROPERTY_S* local = mox::find_entry(*object, property_name);
     if (local == nullptr) {
         return MOX_ERR_PROPERTY_NOT_FOUND;
     }
