@@ -1,5 +1,6 @@
 // sensor_module: the smallest useful module, the one to start your own from. It joins the owner,
-// listens to one property of one class and prints its changes until it is interrupted.
+// listens to one property of one class and prints its changes until it is interrupted. When the
+// owner is stopped and started again it goes on with the new one.
 //
 //   sensor_module CLASS.PROPERTY [RUN_DIR]      for example: sensor_module System.Load
 #include <glib-unix.h>
@@ -16,7 +17,7 @@ namespace {
 
 struct Run {
     GMainLoop* loop;
-    bool is_lost;  // the owner went away
+    bool is_lost;  // the owner went away, for good
 };
 
 // Called in the main loop for every message of our queue; damaged ones never come this far. The
@@ -35,9 +36,18 @@ void on_message(MoxHostModule*, const MOX_MSG_S* message, gint64, gpointer) {
     g_bytes_unref(bytes);
 }
 
-// Called in the main loop when the owner has gone; all that is left to do then is to leave.
-void on_lost(MoxHostModule*, gpointer user_data) {
+// Called in the main loop when the owner has gone. Nothing more is to be done here: the library
+// waits for the next owner.
+void on_lost(MoxHostModule*, gpointer) {
+    std::fprintf(stderr, "sensor_module: the owner is gone\n");
+}
+
+// Called in the main loop when the next owner is there, before this program is executed anew: the
+// place to save what is not in the model. With a failure when that could not be done.
+void on_restart(MoxHostModule*, const GError* failure, gpointer user_data) {
+    if (failure == nullptr) return;
     auto* run = static_cast<Run*>(user_data);
+    std::fprintf(stderr, "sensor_module: %s\n", failure->message);
     run->is_lost = true;
     g_main_loop_quit(run->loop);
 }
@@ -65,16 +75,19 @@ int main(int argc, char** argv) {
     Run run{g_main_loop_new(nullptr, FALSE), false};
     if (module != nullptr) {
         moxhost_set_message_func(module, on_message, nullptr);
-        moxhost_set_lost_func(module, on_lost, &run);
+        moxhost_set_lost_func(module, on_lost, nullptr);
         g_unix_signal_add(SIGINT, on_interrupt, &run);
-        if (moxhost_listen(module, name.substr(0, point).c_str(), name.substr(point + 1).c_str(),
-                           &error)) {
+        const bool is_listening = moxhost_restart_with_owner(module, on_restart, &run, &error) &&
+                                  moxhost_listen(module, name.substr(0, point).c_str(),
+                                                 name.substr(point + 1).c_str(), &error);
+        // An owner that has gone since the join is no fault: the next one is waited for.
+        if (is_listening || g_error_matches(error, MOXHOST_ERROR, MOXHOST_ERROR_LOST)) {
+            g_clear_error(&error);
             g_main_loop_run(run.loop);
         }
         moxhost_leave(module);
     }
     g_main_loop_unref(run.loop);
-    if (run.is_lost) std::fprintf(stderr, "sensor_module: the owner is gone\n");
     if (error != nullptr) std::fprintf(stderr, "sensor_module: %s\n", error->message);
     const bool is_good = error == nullptr && !run.is_lost;
     g_clear_error(&error);

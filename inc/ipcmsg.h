@@ -134,7 +134,8 @@ MOX_API void ipc_msg_newobj_init(void);
 /* Gathers one notice for a port: class_handle's name and the names of new objects of it.
  * ipc_port 0, a null class, an empty list or a class without a name:
  * nothing; so before ipc_msg_newobj_init. object_name_list:
- * gchar*, copied. */
+ * gchar*, copied. A notice carries UTF-8: a name of other bytes is left out, and nothing is
+ * gathered for such a class (logged). */
 MOX_API void ipc_msg_collect_obj(gint32 ipc_port, CLS_HANDLE class_handle,
                                  GSList* object_name_list);
 

@@ -4,13 +4,14 @@
 
 #include <moxplat/osal.h>
 #include <shmem.h>
-#include <sys/shm.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
 #include <fstream>
 #include <sstream>
+
+#include "wire/segment.hpp"
 
 namespace mox::tool {
 namespace {
@@ -46,16 +47,16 @@ std::string process(pid_t pid) {
 
 FoundSegment find_segment() {
     FoundSegment found;
-    found.id = shmget(SHM_POOL_KEY, 0, 0);
-    shmid_ds status = {};
-    if (found.id < 0 || shmctl(found.id, IPC_STAT, &status) != 0) return {};
+    const auto segment = host::wire::find_segment(SHM_POOL_KEY);
+    if (!segment) return {};
     found.exists = true;
-    found.creator = status.shm_cpid;
+    found.id = segment->id;
+    found.creator = segment->creator;
     found.creator_is_alive = found.creator > 0 && is_alive(found.creator, found.id);
-    found.bytes = status.shm_segsz;
-    found.attached = status.shm_nattch;
+    found.bytes = segment->bytes;
+    found.attached = segment->attached;
     const uid_t user = geteuid();
-    found.is_removable = user == 0 || user == status.shm_perm.uid || user == status.shm_perm.cuid;
+    found.is_removable = user == 0 || user == segment->user || user == segment->maker;
     return found;
 }
 

@@ -24,6 +24,9 @@ public:
     const ClassDef* find_class(const std::string& name) const;
     const ObjectDef* find_object(const std::string& name) const;
 
+    // The object of the profile, also one of a board that is not plugged; null when there is none.
+    const ObjectDef* find_in_profile(const std::string& name) const { return objects_.find(name); }
+
     // The property that a name stands for in the end: references are followed. Members are null for
     // an unknown object or property.
     PropertyPlace follow(const std::string& object, const std::string& property) const;
@@ -46,6 +49,7 @@ public:
     // The class whose collection object has the name; null when it is none's.
     const ClassDef* class_of_collection(const std::string& object_name) const;
 
+    const ClassIndex& classes() const { return classes_; }
     const Profile& profile() const { return profile_; }
 
 private:

@@ -9,6 +9,7 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <condition_variable>
 #include <cstring>
 #include <deque>
@@ -42,6 +43,7 @@ struct Inbox::State {
 
     const gint32 queue_id;
     const int wake_up;
+    std::atomic<bool> owes_lost = false;
 
     // Used in the consumer's thread only:
     MessageFunc on_message;
@@ -116,6 +118,7 @@ struct Inbox::State {
         const LostFunc func = std::move(on_lost);
         on_lost = nullptr;
         func();
+        owes_lost = false;
     }
 };
 
@@ -142,12 +145,17 @@ void Inbox::set_message_func(MessageFunc func) {
 }
 
 void Inbox::set_lost_func(LostFunc func) {
+    state_->owes_lost = func != nullptr;
     state_->on_lost = std::move(func);
     attach();
 }
 
 void Inbox::note_lost() {
     state_->lose();
+}
+
+bool Inbox::owes_lost() const {
+    return state_->owes_lost;
 }
 
 void Inbox::attach() {

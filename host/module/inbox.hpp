@@ -32,6 +32,9 @@ public:
     // Notes that the owner is gone. Any thread.
     void note_lost();
 
+    // Whether there is a lost function that was not told, or has not returned yet. Any thread.
+    bool owes_lost() const;
+
 private:
     struct State;
     static void read(const std::shared_ptr<State>& state);

@@ -14,12 +14,15 @@
 #include "module/host_error.hpp"
 #include "module/module.hpp"
 #include "module/object_hooks.hpp"
+#include "module/override_check.hpp"
 #include "module/owner_link.hpp"
 #include "module/pool_attach.hpp"
+#include "module/restart.hpp"
 #include "module/store_hooks.hpp"
 #include "wire/directories.hpp"
 #include "wire/interface.hpp"
 #include "wire/record_layout.hpp"
+#include "wire/spare_descriptors.hpp"
 
 namespace mox::host {
 namespace {
@@ -53,6 +56,11 @@ bool check_arguments(const gchar* name, GError** error) {
     if (shm_is_owner() != FALSE) {
         set_error(error, MOXHOST_ERROR_STATE,
                   "this process owns the pool itself; join in another process");
+        return false;
+    }
+    const std::string cause = wire::missing_descriptors(wire::module_descriptors);
+    if (!cause.empty()) {
+        set_error(error, MOXHOST_ERROR_NO_OWNER, "the owner cannot be asked: " + cause);
         return false;
     }
     return true;
@@ -139,17 +147,45 @@ MoxHostModule* join(const std::string& run_dir, const gchar* name, MOX_MODULE_TY
     const auto on_lost = [] {
         if (lost_inbox != nullptr) {
             lost_inbox->note_lost();
+            note_connection_lost();
         }
     };
     Grant grant;
+    // The pool comes last: a process attaches one in its life, so an owner that goes before its
+    // last answer must not have left its own here, or there would be no other attempt.
     if (!owner_link().open(run_dir, {on_lost, drop_copies_and_tell}, error) ||
-        !ask_to_join(name, type, grant, error) || !use_pool(grant, error)) {
+        !ask_to_join(name, type, grant, error) || !install_override_check(error) ||
+        !use_pool(grant, error)) {
+        remove_override_check();
         owner_link().close();
         return nullptr;
     }
     MoxHostModule* const module = make_module(name, type, grant);
     lost_inbox = module->inbox.get();
+    note_joined(module, run_dir);
     return module;
+}
+
+constexpr gulong between_attempts_us = 50000;
+
+// The owner whose arrival had this program executed anew may have gone again, so that such a
+// process gives it some time.
+MoxHostModule* join_with_patience(const gchar* run_dir, const gchar* name, MOX_MODULE_TYPE type,
+                                  GError** error) {
+    const gint64 end = g_get_monotonic_time() + join_patience_us();
+    for (;;) {
+        GError* failure = nullptr;
+        MoxHostModule* const module = join(wire::owner_directory(run_dir), name, type, &failure);
+        if (module != nullptr) {
+            return module;
+        }
+        if (!may_pass(*failure) || g_get_monotonic_time() >= end) {
+            g_propagate_error(error, failure);
+            return nullptr;
+        }
+        g_error_free(failure);
+        g_usleep(between_attempts_us);
+    }
 }
 
 }  // namespace
@@ -170,8 +206,7 @@ MoxHostModule* moxhost_join(const gchar* run_dir, const gchar* module_name,
         return nullptr;
     }
     pub_log_init(nullptr, g_intern_string(module_name));
-    MoxHostModule* const module =
-        join(wire::owner_directory(run_dir), module_name, module_type, error);
+    MoxHostModule* const module = join_with_patience(run_dir, module_name, module_type, error);
     life.store(module == nullptr ? Life::new_born : Life::joined);
     return module;
 }
@@ -181,9 +216,11 @@ void moxhost_leave(MoxHostModule* module) {
         return;
     }
     lost_inbox = nullptr;
+    note_leaving();
     module->inbox.reset();
     remove_store_hooks();
     remove_object_hooks();
+    remove_override_check();
     // An owner that noticed the lost connection has cleared this module's bits already, and may
     // have given them to another one.
     if (owner_link().is_lost()) {

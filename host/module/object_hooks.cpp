@@ -1,16 +1,17 @@
 // The copy function runs under the object table's mutex: it makes one bounded call and does not
-// call back into the object store. A record is believed only as far as its pointers lead into the
+// call back into the object store. A record is believed only when all its pointers lead into the
 // pool.
 #include "module/object_hooks.hpp"
 
 #include <lom.h>
 #include <pub.h>
+#include <shmem.h>
 
 #include <atomic>
 #include <cstring>
 
 #include "module/hook_call.hpp"
-#include "module/pool_attach.hpp"
+#include "module/record_check.hpp"
 #include "wire/interface.hpp"
 #include "wire/value_copy.hpp"
 
@@ -42,19 +43,19 @@ Answer ask_bytes(const char* method, GVariant* arguments) {
     return answer;
 }
 
-bool is_in_pool(gconstpointer pointer, gsize length) {
-    return lies_in_pool(pointer, length, mapped_bytes.load(std::memory_order_relaxed));
+PoolRange pool_range() {
+    return {SHM_POOL_ADDRESS, mapped_bytes.load(std::memory_order_relaxed)};
 }
 
-bool is_plausible(const OBJECT_HEAD_S& record) {
-    constexpr gsize most_properties = G_MAXUINT32 / sizeof(SERIALISED_PROPERTY_S);
-    return is_in_pool(record.object_name, 1) && is_in_pool(record.class_name, 1) &&
-           is_in_pool(record.ref_bitmap, LOM_REF_BITMAP_WORDS * sizeof(guint32)) &&
-           is_in_pool(record.name_list, sizeof(CLASS_OBJECT_LIST_S)) &&
-           record.property_count <= most_properties &&
-           (record.property_count == 0 ||
-            is_in_pool(record.property_entry,
-                       record.property_count * sizeof(SERIALISED_PROPERTY_S)));
+// What is a process's own begins anew here, whatever the reply has there: the owner's handle of its
+// module means nothing, and nothing is bound or shared yet.
+void start_local_fields(OBJECT_HEAD_S& record) {
+    record.module = nullptr;
+    record.refered_object = nullptr;
+    record.ref_count = 1;
+    record.user_data = nullptr;
+    record.destroy_func = nullptr;
+    record.property_hash = nullptr;
 }
 
 OBJECT_HEAD_S* copy_object(const gchar* object_name, gsize size) {
@@ -70,20 +71,20 @@ OBJECT_HEAD_S* copy_object(const gchar* object_name, gsize size) {
                         static_cast<int>(answer.size()), static_cast<int>(size));
         return nullptr;
     }
+    const PoolRange pool = pool_range();
+    const char* const fault = record_fault(answer.data(), pool);
     auto* const record = g_new0(OBJECT_HEAD_S, 1);
     std::memcpy(record, answer.data(), size);
-    if (!is_plausible(*record)) {
-        pub_debug_print(MX_DBG_ERR, "record of %s does not lie in the pool: dropped.\n",
-                        object_name);
+    if (fault != nullptr) {
+        pub_debug_print(MX_DBG_ERR, "record of %s dropped: %s.\n", object_name, fault);
         // The owner has set this module's bit; there will be no copy whose end clears it.
-        if (is_in_pool(record->ref_bitmap, LOM_REF_BITMAP_WORDS * sizeof(guint32))) {
+        if (is_bitmap(record->ref_bitmap, pool)) {
             lom_clear_reference_bitmap(record->ref_bitmap, bitmap_id.load());
         }
         g_free(record);
         return nullptr;
     }
-    // The owner's handle of its module means nothing here.
-    record->module = nullptr;
+    start_local_fields(*record);
     return record;
 }
 

@@ -2,11 +2,10 @@
 // closing never waits for a call and a call never meets a connection that is gone.
 #include "module/owner_link.hpp"
 
-#include <unistd.h>
-
 #include "module/host_error.hpp"
 #include "wire/directories.hpp"
 #include "wire/interface.hpp"
+#include "wire/peer.hpp"
 
 namespace mox::host {
 namespace {
@@ -69,6 +68,11 @@ void set_connect_error(const GError& cause, const std::string& run_dir, GError**
                   "the owner at " + where + " did not answer within " +
                       std::to_string(MOXHOST_CALL_TIMEOUT_MS) +
                       " ms; see whether it is stopped, or waits for an object's lock");
+    } else if (g_error_matches(&cause, G_IO_ERROR, G_IO_ERROR_PERMISSION_DENIED) != FALSE) {
+        set_error(error, MOXHOST_ERROR_NO_OWNER,
+                  "no owner at " + where + ": " + cause.message +
+                      "; this user is not let in: join as the owner's user, or be of the group "
+                      "that its profile names");
     } else {
         set_error(error, MOXHOST_ERROR_NO_OWNER,
                   "no owner at " + where + ": " + cause.message +
@@ -111,20 +115,12 @@ void set_call_error(const char* method, GError& cause, GError** error) {
     g_free(name);
 }
 
-// The socket tells who made it; the D-Bus handshake tells only the server about its client.
-bool is_own_user(GDBusConnection* connection) {
-    GIOStream* const stream = g_dbus_connection_get_stream(connection);
-    if (!G_IS_SOCKET_CONNECTION(stream)) {
-        return false;
-    }
-    GSocket* const socket = g_socket_connection_get_socket(G_SOCKET_CONNECTION(stream));
-    GCredentials* const peer = g_socket_get_credentials(socket, nullptr);
-    if (peer == nullptr) {
-        return false;
-    }
-    const bool is_own = g_credentials_get_unix_user(peer, nullptr) == geteuid();
-    g_object_unref(peer);
-    return is_own;
+// Why the process at the other end is not to be joined; "" when it is. The socket tells who made
+// it; the D-Bus handshake tells only the server about its client.
+std::string distrust(GDBusConnection* connection, const std::string& run_dir) {
+    const auto owner = wire::peer_of(g_dbus_connection_get_stream(connection));
+    return owner ? wire::distrust(*owner, wire::this_process(), run_dir)
+                 : std::string("runs as a user that the system does not tell");
 }
 
 }  // namespace
@@ -146,10 +142,11 @@ bool OwnerLink::open(const std::string& run_dir, Events events, GError** error) 
         set_connect_error(*failure, run_dir, error);
         return false;
     }
-    if (!is_own_user(connection.get())) {
+    const std::string cause = distrust(connection.get(), run_dir);
+    if (!cause.empty()) {
         set_error(error, MOXHOST_ERROR_NO_OWNER,
-                  "what answers at " + wire::socket_path(run_dir) +
-                      " runs as another user; start moxd as this user");
+                  "what answers at " + wire::socket_path(run_dir) + " " + cause +
+                      "; start moxd as this user, or with a group that this user is of");
         return false;
     }
     events_ = std::move(events);

@@ -5,7 +5,11 @@
 
 namespace mox::host {
 
-GVariant* BoardMethods::answer(const std::string& method, GVariant* arguments) const {
+GVariant* BoardMethods::answer(const JoinedModule& module, const std::string& method,
+                               GVariant* arguments) const {
+    if (method == "PlugBoard" || method == "UnplugBoard") {
+        access_.check_manage(module, method, string_at(arguments, 0));
+    }
     if (method == "PlugBoard") return plug(arguments);
     if (method == "UnplugBoard") return unplug(arguments);
     if (method == "BoardState") {

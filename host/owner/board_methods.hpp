@@ -7,6 +7,7 @@
 #include "model/model_index.hpp"
 #include "owner/board_plug.hpp"
 #include "owner/call_arguments.hpp"
+#include "owner/module_access.hpp"
 
 namespace mox::host {
 
@@ -14,11 +15,13 @@ namespace mox::host {
 class BoardMethods {
 public:
     // The references outlive this object.
-    BoardMethods(const ModelIndex& model, BoardPlug& plug) : model_(model), plug_(plug) {}
+    BoardMethods(const ModelIndex& model, BoardPlug& plug, const ModuleAccess& access)
+        : model_(model), plug_(plug), access_(access) {}
 
     // The reply, floating; null when the method is none of these. Throws a Refusal; nothing has
     // changed then.
-    GVariant* answer(const std::string& method, GVariant* arguments) const;
+    GVariant* answer(const JoinedModule& module, const std::string& method,
+                     GVariant* arguments) const;
 
 private:
     const BoardDef& board_at(GVariant* arguments) const;
@@ -28,6 +31,7 @@ private:
 
     const ModelIndex& model_;
     BoardPlug& plug_;
+    const ModuleAccess& access_;
 };
 
 }  // namespace mox::host

@@ -12,6 +12,7 @@
 #include "owner/start_error.hpp"
 #include "profile/profile.hpp"
 #include "wire/directories.hpp"
+#include "wire/spare_descriptors.hpp"
 
 namespace {
 
@@ -137,6 +138,12 @@ mox::host::Directories directories_of(const Options& options) {
 int serve(mox::host::Profile profile, const mox::host::Directories& directories, const char* name) {
     // A line is whole in a pipe or a journal as soon as it is written.
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
+    const std::string cause =
+        mox::host::wire::missing_descriptors(mox::host::wire::owner_descriptors);
+    if (!cause.empty()) {
+        std::fprintf(stderr, "moxd: %s\n", cause.c_str());
+        return exit_no_start;
+    }
     pub_log_init(nullptr, name);
     std::signal(SIGPIPE, SIG_IGN);
     const std::unique_ptr<GMainLoop, UnrefLoop> loop(g_main_loop_new(nullptr, FALSE));

@@ -75,7 +75,8 @@ bool is_of_announcement(gint32 status) {
 
 }  // namespace
 
-OperatorWrites::OperatorWrites(const ModelIndex& model) : model_(model) {}
+OperatorWrites::OperatorWrites(const ModelIndex& model, const ModuleAccess& access)
+    : model_(model), access_(access) {}
 
 GVariant* OperatorWrites::answer(const JoinedModule& module, const std::string& method,
                                  GVariant* arguments) const {
@@ -83,15 +84,18 @@ GVariant* OperatorWrites::answer(const JoinedModule& module, const std::string& 
         return nullptr;
     }
     admit(module, method);
-    if (method == "OperatorSet") return status_value(set(arguments));
-    if (method == "OperatorOverride") return status_value(override_value(arguments));
-    return cancel(arguments);
+    if (method == "OperatorSet") return status_value(set(module, arguments));
+    if (method == "OperatorOverride") return status_value(override_value(module, arguments));
+    return cancel(module, arguments);
 }
 
-gint32 OperatorWrites::set(GVariant* arguments) const {
+gint32 OperatorWrites::set(const JoinedModule& module, GVariant* arguments) const {
     const Write write = write_of(model_, arguments);
     if (write.verdict != MOX_OK) {
         return write.verdict;
+    }
+    if (!access_.may_operator_write(module, "OperatorSet", *write.place.object)) {
+        return MOX_ERR_NOT_PERMITTED;
     }
     const WritableForNow writable(write.place.object->name);
     return lom_apply_property_value(
@@ -99,10 +103,13 @@ gint32 OperatorWrites::set(GVariant* arguments) const {
         static_cast<PER_MODE_E>(write.place.property->persist), APPLY_AUTO_MODE, FALSE);
 }
 
-gint32 OperatorWrites::override_value(GVariant* arguments) const {
+gint32 OperatorWrites::override_value(const JoinedModule& module, GVariant* arguments) const {
     const Write write = write_of(model_, arguments);
     if (write.verdict != MOX_OK) {
         return write.verdict;
+    }
+    if (!access_.may(module, "OperatorOverride", Access::override_it, *write.place.object)) {
+        return MOX_ERR_NOT_PERMITTED;
     }
     // By the names that were given: who refers to the property on the way is announced, too.
     gboolean is_taken = FALSE;
@@ -112,7 +119,7 @@ gint32 OperatorWrites::override_value(GVariant* arguments) const {
     return is_taken != FALSE && is_of_announcement(status) ? static_cast<gint32>(MOX_OK) : status;
 }
 
-GVariant* OperatorWrites::cancel(GVariant* arguments) const {
+GVariant* OperatorWrites::cancel(const JoinedModule& module, GVariant* arguments) const {
     const std::string object = string_at(arguments, 0);
     const std::string property = string_at(arguments, 1);
     if (model_.find_object(object) == nullptr) {
@@ -121,6 +128,9 @@ GVariant* OperatorWrites::cancel(GVariant* arguments) const {
     const PropertyPlace place = model_.follow(object, property);
     if (place.property == nullptr) {
         return status_value(MOX_ERR_PROPERTY_NOT_FOUND);
+    }
+    if (!access_.may(module, "OperatorCancel", Access::override_it, *place.object)) {
+        return status_value(MOX_ERR_NOT_PERMITTED);
     }
     if (!is_overridden(*place.object, place.property->name)) {
         refuse(wire::error_state, place.object->name + '.' + place.property->name +

@@ -1,4 +1,5 @@
-// Writes that an operator asks for: to any object, whichever module has its class.
+// Writes that an operator asks for: to any object that the profile gives to the operator's module,
+// whichever module has its class.
 #ifndef MOXHOST_OWNER_OPERATOR_WRITES_HPP
 #define MOXHOST_OWNER_OPERATOR_WRITES_HPP
 
@@ -7,6 +8,7 @@
 #include <string>
 
 #include "model/model_index.hpp"
+#include "owner/module_access.hpp"
 #include "owner/module_registry.hpp"
 
 namespace mox::host {
@@ -14,8 +16,8 @@ namespace mox::host {
 // For the thread of the main loop only. Replies are floating.
 class OperatorWrites {
 public:
-    // model: outlives this object.
-    explicit OperatorWrites(const ModelIndex& model);
+    // Both outlive this object.
+    OperatorWrites(const ModelIndex& model, const ModuleAccess& access);
 
     // Null for a method that is none of these. Refuses every module but one of the type
     // MODULE_INTERFACE.
@@ -23,11 +25,12 @@ public:
                      GVariant* arguments) const;
 
 private:
-    gint32 set(GVariant* arguments) const;
-    gint32 override_value(GVariant* arguments) const;
-    GVariant* cancel(GVariant* arguments) const;
+    gint32 set(const JoinedModule& module, GVariant* arguments) const;
+    gint32 override_value(const JoinedModule& module, GVariant* arguments) const;
+    GVariant* cancel(const JoinedModule& module, GVariant* arguments) const;
 
     const ModelIndex& model_;
+    const ModuleAccess& access_;
 };
 
 }  // namespace mox::host

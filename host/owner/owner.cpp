@@ -61,12 +61,20 @@ void remove_leftovers() {
     }
 }
 
-OwnPool make_pool() {
+Reach reach_of(const std::optional<OwnerGroup>& group) {
+    return group ? Reach::group : Reach::user;
+}
+
+OwnPool make_pool(Reach reach) {
     remove_leftovers();
-    return OwnPool();
+    return OwnPool(reach);
 }
 
 }  // namespace
+
+LayerHold::LayerHold(Reach reach) {
+    osal_process_share_with_group(reach == Reach::group ? TRUE : FALSE);
+}
 
 LayerHold::~LayerHold() {
     const gint32 result = osal_process_release_all();
@@ -77,19 +85,22 @@ LayerHold::~LayerHold() {
 
 Owner::Owner(Profile profile, const Directories& directories, const std::string& name)
     : profile_(std::move(profile)),
-      run_dir_(only_without_owner(directories.run)),
+      group_(take_group(profile_.group)),
+      run_dir_(only_without_owner(directories.run), group_),
       store_(directories.state, directories.volatile_state),
-      pool_(make_pool()),
+      pool_(make_pool(reach_of(group_))),
+      layer_(reach_of(group_)),
       model_(profile_),
       lists_(class_names(profile_)),
       registry_(name, lists_, removed_),
       formulas_(model_),
       boards_(model_, removed_, name, saved(),
               {[this] { refresh(); }, [this](guint32 position) { tell_gone(position); }}),
-      methods_({model_, lists_, registry_, removed_, boards_}, name, {pool_.id(), pool_.bytes()},
+      methods_({model_, lists_, registry_, removed_, boards_, refusals_}, name,
+               {pool_.id(), pool_.bytes()},
                {[this] { refresh(); }, [this] { removed_.reclaim(); }}) {
     start_model(name);
-    transport_ = std::make_unique<TransportServer>(run_dir_.path(), methods_);
+    transport_ = std::make_unique<TransportServer>(run_dir_.path(), group_, methods_);
 }
 
 Owner::~Owner() {

@@ -7,6 +7,7 @@
 #include <glib.h>
 
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "model/model_index.hpp"
@@ -14,8 +15,10 @@
 #include "owner/formula_refresh.hpp"
 #include "owner/listener_lists.hpp"
 #include "owner/module_registry.hpp"
+#include "owner/owner_group.hpp"
 #include "owner/owner_methods.hpp"
 #include "owner/pool_segment.hpp"
+#include "owner/refusal_log.hpp"
 #include "owner/removed_objects.hpp"
 #include "owner/run_dir.hpp"
 #include "owner/store.hpp"
@@ -24,10 +27,11 @@
 
 namespace mox::host {
 
-// Semaphores and queues of this process: whatever is still there is removed with this object.
+// Semaphores and queues of this process, for its user or for its group, too: whatever is still
+// there is removed with this object.
 class LayerHold {
 public:
-    LayerHold() = default;
+    explicit LayerHold(Reach reach);
     ~LayerHold();
     LayerHold(const LayerHold&) = delete;
     LayerHold& operator=(const LayerHold&) = delete;
@@ -63,6 +67,7 @@ private:
     Saved saved() const { return store_.is_open() ? Saved::restore : Saved::none; }
 
     Profile profile_;
+    std::optional<OwnerGroup> group_;
     RunDir run_dir_;
     Store store_;
     OwnPool pool_;
@@ -70,6 +75,7 @@ private:
     ModelIndex model_;
     ListenerLists lists_;
     RemovedObjects removed_;
+    RefusalLog refusals_;
     ModuleRegistry registry_;
     FormulaRefresh formulas_;
     BoardPlug boards_;

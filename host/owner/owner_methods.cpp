@@ -11,6 +11,7 @@
 
 #include "model/model_build.hpp"
 #include "owner/call_arguments.hpp"
+#include "owner/half_written.hpp"
 #include "owner/lost_messages.hpp"
 #include "owner/pool_segment.hpp"
 #include "owner/read_stamps.hpp"
@@ -44,10 +45,11 @@ void compare_builds(guint32 word_bits, const std::string& layout) {
 
 OwnerMethods::OwnerMethods(const Parts& parts, const std::string& owner_name, PoolIdentity pool,
                            Actions actions)
-    : values_(parts.model),
-      store_(parts.model),
-      boards_(parts.model, parts.boards),
-      operator_writes_(parts.model),
+    : access_(parts.model, parts.refusals),
+      values_(parts.model, access_),
+      store_(parts.model, access_),
+      boards_(parts.model, parts.boards, access_),
+      operator_writes_(parts.model, access_),
       model_listing_(parts.model, parts.registry, owner_name),
       resource_listing_(parts.model, parts.registry, parts.removed, model_listing_, owner_name),
       model_(parts.model),
@@ -69,6 +71,7 @@ void OwnerMethods::end(Session& session) {
     if (session.module != nullptr) {
         registry_.leave(session.module->bitmap_id);
         session.module = nullptr;
+        mend_half_written(model_);  // it did not leave, so it may have died at a write
     }
 }
 
@@ -83,10 +86,17 @@ GVariant* OwnerMethods::dispatch(Session& session, const std::string& method, GV
     if (method == "CopyObject") return copy_object(session, arguments);
     if (method == "ListObjects") return list_objects(arguments);
     if (method == "Listen") return listen(session, arguments);
-    if (method == "RemoteGet") return remote_get(arguments);
+    if (method == "RemoteGet") return remote_get(session, arguments);
+    if (method == "IsOverrideLimited") {
+        return g_variant_new(wire::flag_reply, access_.is_override_limited() ? TRUE : FALSE);
+    }
+    if (method == "MayOverride") return may_override(session, arguments);
     if (GVariant* const reply = values_.answer(*session.module, method, arguments)) return reply;
     if (GVariant* const reply = store_.answer(*session.module, method, arguments)) return reply;
-    if (GVariant* const reply = boards_.answer(method, arguments)) return reply;
+    if (GVariant* const reply = boards_.answer(*session.module, method, arguments)) return reply;
+    if (method == "PropertyInfos") {
+        access_.check_read(*session.module, method, string_at(arguments, 0));
+    }
     if (GVariant* const reply = model_listing_.answer(method, arguments)) return reply;
     if (GVariant* const reply = resource_listing_.answer(method, arguments)) return reply;
     if (GVariant* const reply = operator_writes_.answer(*session.module, method, arguments)) {
@@ -131,8 +141,9 @@ GVariant* OwnerMethods::join(Session& session, GVariant* arguments) {
     if (pid <= 0) {
         refuse(wire::error_bad_argument, "process id " + std::to_string(pid) + " is not above 0");
     }
-    const auto result =
-        registry_.join(name_at(arguments, 0, "module"), static_cast<MOX_MODULE_TYPE>(type), pid);
+    const std::string name = name_at(arguments, 0, "module");
+    access_.admit(name, pid);
+    const auto result = registry_.join(name, static_cast<MOX_MODULE_TYPE>(type), pid);
     if (const auto* const cause = std::get_if<std::string>(&result)) {
         refuse(wire::error_refused, *cause);
     }
@@ -146,13 +157,19 @@ GVariant* OwnerMethods::join(Session& session, GVariant* arguments) {
 GVariant* OwnerMethods::copy_object(const Session& session, GVariant* arguments) const {
     const std::string name = string_at(arguments, 0);
     const ObjectDef* const object = model_.find_object(name);
-    const bool is_own = object != nullptr && is_owned_by(*object, session.module->name);
     guint32 size = 0;
     gpointer copy = nullptr;
-    const gint32 status = object == nullptr && model_.class_of_collection(name) == nullptr
-                              ? MOX_ERR_OBJECT_NOT_FOUND
-                              : lom_copy_object(name.c_str(), &size, &copy,
-                                                session.module->bitmap_id, is_own ? TRUE : FALSE);
+    gint32 status = MOX_OK;
+    if (object == nullptr && model_.class_of_collection(name) == nullptr) {
+        status = MOX_ERR_OBJECT_NOT_FOUND;
+    } else if (!access_.may_by_name(*session.module, "CopyObject", Access::read, name)) {
+        status = MOX_ERR_NOT_PERMITTED;
+    } else {
+        const bool is_writable =
+            object != nullptr && access_.has(*session.module, Access::write, *object);
+        status = lom_copy_object(name.c_str(), &size, &copy, session.module->bitmap_id,
+                                 is_writable ? TRUE : FALSE);
+    }
     GVariant* const reply =
         g_variant_new("(i@ay)", status, bytes_value(copy, status == MOX_OK ? size : 0));
     g_free(copy);
@@ -193,13 +210,21 @@ GVariant* OwnerMethods::listen(const Session& session, GVariant* arguments) {
         refuse(wire::error_not_found,
                "class \"" + class_name + "\" has no property \"" + property + "\"");
     }
+    access_.check_listen(*session.module, *entry);
     if (!lists_.add(class_name, property, session.module->queue_id)) {
         refuse(wire::error_refused, "the pool has no room for one more listener");
     }
     return g_variant_new(wire::empty_reply);
 }
 
-GVariant* OwnerMethods::remote_get(GVariant* arguments) const {
+// Asked by a module before it overrides a property, or ends that, by itself.
+GVariant* OwnerMethods::may_override(const Session& session, GVariant* arguments) const {
+    const bool may = access_.may_by_name(*session.module, "MayOverride", Access::override_it,
+                                         string_at(arguments, 0));
+    return status_value(may ? MOX_OK : MOX_ERR_NOT_PERMITTED);
+}
+
+GVariant* OwnerMethods::remote_get(const Session& session, GVariant* arguments) const {
     constexpr guint32 whole_value = 8;
     gint32 offset = 0;
     guint32 length = 0;
@@ -214,10 +239,16 @@ GVariant* OwnerMethods::remote_get(GVariant* arguments) const {
     }
     const ObjectDef* const object = model_.find_object(string_at(arguments, 0));
     std::vector<guint8> data(offset == 0 && length == 0 ? whole_value : length);
-    const gint32 status =
-        object == nullptr ? MOX_ERR_OBJECT_NOT_FOUND
-                          : lom_block_read(lom_name_to_handle(object->name.c_str()),
-                                           string_at(arguments, 1), offset, length, data.data());
+    const char* const property = string_at(arguments, 1);
+    gint32 status = MOX_OK;
+    if (object == nullptr) {
+        status = MOX_ERR_OBJECT_NOT_FOUND;
+    } else if (!access_.may_read(*session.module, "RemoteGet", *object, property)) {
+        status = MOX_ERR_NOT_PERMITTED;
+    } else {
+        status = lom_block_read(lom_name_to_handle(object->name.c_str()), property, offset, length,
+                                data.data());
+    }
     return g_variant_new("(i@ay)", status,
                          bytes_value(data.data(), status == MOX_OK ? data.size() : 0));
 }

@@ -11,6 +11,7 @@
 #include "owner/board_methods.hpp"
 #include "owner/listener_lists.hpp"
 #include "owner/model_listing.hpp"
+#include "owner/module_access.hpp"
 #include "owner/module_registry.hpp"
 #include "owner/operator_writes.hpp"
 #include "owner/resource_listing.hpp"
@@ -44,6 +45,7 @@ public:
         ModuleRegistry& registry;
         const RemovedObjects& removed;
         BoardPlug& boards;
+        RefusalLog& refusals;
     };
 
     // owner_name: its name as a module.
@@ -63,9 +65,11 @@ private:
     GVariant* copy_object(const Session& session, GVariant* arguments) const;
     GVariant* list_objects(GVariant* arguments) const;
     GVariant* listen(const Session& session, GVariant* arguments);
-    GVariant* remote_get(GVariant* arguments) const;
+    GVariant* remote_get(const Session& session, GVariant* arguments) const;
+    GVariant* may_override(const Session& session, GVariant* arguments) const;
     GVariant* list_routes() const;
 
+    ModuleAccess access_;
     ValueMethods values_;
     StoreMethods store_;
     BoardMethods boards_;

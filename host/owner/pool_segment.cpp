@@ -23,6 +23,7 @@
 
 #include "owner/process_age.hpp"
 #include "owner/start_error.hpp"
+#include "wire/segment.hpp"
 
 namespace mox::host {
 namespace {
@@ -32,29 +33,16 @@ constexpr std::int64_t rounding_s = 1;
 
 std::atomic<gpointer> pool_space{nullptr};
 
-struct Segment {
-    int id;
-    shmid_ds status;
-};
-
-std::optional<Segment> look_up() {
-    Segment segment = {shmget(SHM_POOL_KEY, 0, 0), {}};
-    if (segment.id < 0 || shmctl(segment.id, IPC_STAT, &segment.status) != 0) {
-        return std::nullopt;
-    }
-    return segment;
-}
-
-bool is_alive(const Segment& segment) {
-    const pid_t creator = segment.status.shm_cpid;
+bool is_alive(const wire::Segment& segment) {
+    const pid_t creator = segment.creator;
     // Made in another PID namespace: whether that process lives cannot be told, but whether anybody
     // uses it can.
     if (creator <= 0) {
-        return segment.status.shm_nattch > 0;
+        return segment.attached > 0;
     }
     const std::optional<std::int64_t> started = start_time_of(creator);
-    return started && (*started <= std::int64_t{segment.status.shm_ctime} + rounding_s ||
-                       has_segment_mapped(creator, segment.id));
+    return started &&
+           (*started <= segment.changed_s + rounding_s || has_segment_mapped(creator, segment.id));
 }
 
 std::string error_text(int error) {
@@ -69,12 +57,12 @@ bool remove_segment(int id) {
 }  // namespace
 
 FoundPool find_pool() {
-    const std::optional<Segment> segment = look_up();
+    const std::optional<wire::Segment> segment = wire::find_segment(SHM_POOL_KEY);
     if (!segment) {
         return {};
     }
     return {is_alive(*segment) ? PoolState::owned : PoolState::stale, segment->id,
-            segment->status.shm_cpid};
+            segment->creator};
 }
 
 void remove_stale_pool(const FoundPool& pool) {
@@ -85,11 +73,11 @@ void remove_stale_pool(const FoundPool& pool) {
     }
 }
 
-OwnPool::OwnPool() {
+OwnPool::OwnPool(Reach reach) {
     shm_owned_shmem();
     const gint32 result = shm_create();
-    const std::optional<Segment> segment = look_up();
-    const bool is_ours = segment && segment->status.shm_cpid == getpid();
+    const std::optional<wire::Segment> segment = wire::find_segment(SHM_POOL_KEY);
+    const bool is_ours = segment && segment->creator == getpid();
     if (result != 0) {
         if (is_ours) {
             remove_segment(segment->id);
@@ -103,7 +91,36 @@ OwnPool::OwnPool() {
         throw StartError{"the pool segment was removed by somebody right after it was made"};
     }
     id_ = segment->id;
-    bytes_ = segment->status.shm_segsz;
+    bytes_ = segment->bytes;
+    try {
+        narrow(reach);
+    } catch (const StartError&) {
+        remove_segment(id_);
+        throw;
+    }
+}
+
+// The library makes the segment for everybody. What is mapped stays mapped, so whoever was fast
+// enough is looked for afterwards.
+void OwnPool::narrow(Reach reach) const {
+    constexpr mode_t all_modes = 0777;
+    constexpr mode_t user_mode = 0600;
+    constexpr mode_t group_mode = 0660;
+    const mode_t mode = reach == Reach::group ? group_mode : user_mode;
+    shmid_ds status = {};
+    bool is_done = shmctl(id_, IPC_STAT, &status) == 0;
+    // The field's type differs between the systems' headers.
+    using Mode = decltype(status.shm_perm.mode);
+    status.shm_perm.mode = static_cast<Mode>((status.shm_perm.mode & ~all_modes) | mode);
+    is_done = is_done && shmctl(id_, IPC_SET, &status) == 0 && shmctl(id_, IPC_STAT, &status) == 0;
+    if (!is_done) {
+        throw StartError{"the modes of the pool segment cannot be set: " + error_text(errno)};
+    }
+    if (status.shm_nattch != 1) {
+        throw StartError{
+            "another process mapped the pool segment before it was closed to others; "
+            "find out which one does that, and start anew"};
+    }
 }
 
 OwnPool::~OwnPool() {

@@ -29,12 +29,16 @@ FoundPool find_pool();
 // when the system refuses.
 void remove_stale_pool(const FoundPool& pool);
 
+// Whom a System V object is for besides root: its maker's user alone, or its maker's group, too.
+enum class Reach { user, group };
+
 // This process's pool: made by the constructor, removed by the destructor. Marks the process as the
 // pool's owner.
 class OwnPool {
 public:
-    // Throws a StartError when it cannot be made or mapped at its address.
-    OwnPool();
+    // Throws a StartError when it cannot be made or mapped at its address, or when somebody else
+    // mapped it before its modes were narrowed.
+    explicit OwnPool(Reach reach);
     ~OwnPool();
     OwnPool(const OwnPool&) = delete;
     OwnPool& operator=(const OwnPool&) = delete;
@@ -43,6 +47,8 @@ public:
     std::uint64_t bytes() const { return bytes_; }
 
 private:
+    void narrow(Reach reach) const;
+
     int id_ = -1;
     std::uint64_t bytes_ = 0;
 };

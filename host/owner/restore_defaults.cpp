@@ -41,8 +41,7 @@ GVariant* value_of(const std::string& type, const std::string& bytes) {
                                                       bytes.size(), FALSE, g_free, copy));
 }
 
-// Writes the value that is left in the store, else the profile's.
-void write_what_is_left(const PropertyPlace& place, std::optional<PER_MODE_E> left) {
+void write_saved_or_first(const PropertyPlace& place, std::optional<PER_MODE_E> left) {
     const std::string bytes =
         (left ? saved_value(*place.object, *place.property, *left) : std::nullopt)
             .value_or(place.property->bytes);
@@ -70,13 +69,17 @@ gint32 restore_defaults(const ModelIndex& model) {
     for (const Losing& one : losing) {
         const std::optional<PER_MODE_E> left = newest_mode(*one.place.object, *one.place.property);
         if (left != one.mode) {
-            write_what_is_left(one.place, left);
+            write_saved_or_first(one.place, left);
         }
     }
     for (const ObjectDef* const object : model.objects_of("")) {
         take_saved_states(*object);
     }
     return status;
+}
+
+void write_what_is_left(const PropertyPlace& place) {
+    write_saved_or_first(place, newest_mode(*place.object, *place.property));
 }
 
 }  // namespace mox::host

@@ -16,6 +16,10 @@ namespace mox::host {
 // nothing is forgotten and no property is changed.
 gint32 restore_defaults(const ModelIndex& model);
 
+// Writes the newest saved value of a property, else the profile's, and announces it. A failure is
+// logged.
+void write_what_is_left(const PropertyPlace& place);
+
 }  // namespace mox::host
 
 #endif

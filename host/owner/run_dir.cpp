@@ -17,6 +17,7 @@ namespace {
 
 constexpr mode_t private_mode = 0700;
 constexpr mode_t lock_mode = 0600;
+constexpr mode_t all_modes = 0777;
 
 std::string error_text(int error) {
     return std::generic_category().message(error);
@@ -31,12 +32,20 @@ bool is_same_file(int descriptor, const std::string& path) {
 
 }  // namespace
 
-RunDir::RunDir(std::string path) : path_(std::move(path)), lock_path_(path_ + "/moxd.lock") {
+RunDir::RunDir(std::string path, const std::optional<OwnerGroup>& group)
+    : path_(std::move(path)), lock_path_(path_ + "/moxd.lock") {
     make();
     try {
         check();
         lock();
+        if (group) {
+            let_pass(*group);
+        }
     } catch (const StartError&) {
+        if (lock_ >= 0) {
+            unlink(lock_path_.c_str());
+            close(lock_);
+        }
         if (is_made_here_) {
             rmdir(path_.c_str());
         }
@@ -78,6 +87,22 @@ void RunDir::check() const {
     }
 }
 
+void RunDir::let_pass(const OwnerGroup& group) const {
+    const int directory = open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    struct stat status = {};
+    const bool is_done = directory >= 0 && fstat(directory, &status) == 0 &&
+                         fchown(directory, static_cast<uid_t>(-1), group.id) == 0 &&
+                         fchmod(directory, (status.st_mode & all_modes) | S_IXGRP) == 0;
+    const int error = errno;
+    if (directory >= 0) {
+        close(directory);
+    }
+    if (!is_done) {
+        throw StartError{"run directory " + path_ + " cannot be opened to group " + group.name +
+                         ": " + error_text(error)};
+    }
+}
+
 void RunDir::lock() {
     for (;;) {
         lock_ = open(lock_path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, lock_mode);
@@ -86,6 +111,7 @@ void RunDir::lock() {
         }
         if (flock(lock_, LOCK_EX | LOCK_NB) != 0) {
             close(lock_);
+            lock_ = -1;
             throw StartError{"another owner holds the run directory " + path_ +
                              "; stop it or give another --run-dir"};
         }

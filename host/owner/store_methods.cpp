@@ -1,11 +1,10 @@
-// A module may save the properties of its own classes' objects; anybody may read what is saved. The
-// store's codes are the answers, unchanged.
+// A module may save the properties of what it may write, and read what is saved of what it may
+// read. The store's codes are the answers, unchanged.
 #include "owner/store_methods.hpp"
 
 #include <lom.h>
 #include <moxplat/persist_store.h>
 
-#include "model/model_build.hpp"
 #include "owner/restore_defaults.hpp"
 #include "wire/interface.hpp"
 #include "wire/status_text.hpp"
@@ -44,19 +43,23 @@ GVariant* StoreMethods::answer(const JoinedModule& module, const std::string& me
     if (method == "SaveValue") return status_value(save_value(module, arguments));
     if (method == "StatusSave") return status_value(status_save(module, arguments));
     if (method == "StatusRemove") return status_value(status_remove(module, arguments));
-    if (method == "ReadSaved") return read_saved(arguments);
-    if (method == "IsSaved") return is_saved(arguments);
-    if (method == "RestoreDefaults") return restore_defaults();
+    if (method == "ReadSaved") return read_saved(module, arguments);
+    if (method == "IsSaved") return is_saved(module, arguments);
+    if (method == "RestoreDefaults") {
+        access_.check_manage(module, method, nullptr);
+        return restore_defaults();
+    }
     return nullptr;
 }
 
 // Whether the module may save the property that the first two arguments name; 0 when it may.
-gint32 StoreMethods::judge(const JoinedModule& module, GVariant* arguments, bool has_prefix) const {
+gint32 StoreMethods::judge(const JoinedModule& module, const char* method, GVariant* arguments,
+                           bool has_prefix) const {
     const ObjectDef* const object = model_.find_object(string_at(arguments, 0));
     if (object == nullptr) {
         return MOX_ERR_OBJECT_NOT_FOUND;
     }
-    if (!is_owned_by(*object, module.name)) {
+    if (!access_.may(module, method, Access::write, *object)) {
         return MOX_ERR_NOT_PERMITTED;
     }
     const std::string name = string_at(arguments, 1);
@@ -67,7 +70,7 @@ gint32 StoreMethods::judge(const JoinedModule& module, GVariant* arguments, bool
 
 gint32 StoreMethods::save_value(const JoinedModule& module, GVariant* arguments) const {
     const gboolean has_prefix = flag_at(arguments, 4);
-    const gint32 verdict = judge(module, arguments, has_prefix != FALSE);
+    const gint32 verdict = judge(module, "SaveValue", arguments, has_prefix != FALSE);
     if (verdict != MOX_OK) {
         return verdict;
     }
@@ -83,22 +86,25 @@ gint32 StoreMethods::save_value(const JoinedModule& module, GVariant* arguments)
 }
 
 gint32 StoreMethods::status_save(const JoinedModule& module, GVariant* arguments) const {
-    const gint32 verdict = judge(module, arguments, false);
+    const gint32 verdict = judge(module, "StatusSave", arguments, false);
     return verdict != MOX_OK ? verdict
                              : cfg_status_save(string_at(arguments, 0), string_at(arguments, 1),
                                                state_at(arguments, 2));
 }
 
 gint32 StoreMethods::status_remove(const JoinedModule& module, GVariant* arguments) const {
-    const gint32 verdict = judge(module, arguments, false);
+    const gint32 verdict = judge(module, "StatusRemove", arguments, false);
     return verdict != MOX_OK ? verdict
                              : cfg_status_remove(string_at(arguments, 0), string_at(arguments, 1));
 }
 
-GVariant* StoreMethods::read_saved(GVariant* arguments) {
+GVariant* StoreMethods::read_saved(const JoinedModule& module, GVariant* arguments) const {
     SavedValue saved;
-    gint32 status = cfg_read_v2(string_at(arguments, 0), string_at(arguments, 1), &saved.read,
-                                flag_at(arguments, 2), mode_at(arguments, 3));
+    gint32 status = MOX_ERR_NOT_PERMITTED;
+    if (access_.may_by_name(module, "ReadSaved", Access::read, string_at(arguments, 0))) {
+        status = cfg_read_v2(string_at(arguments, 0), string_at(arguments, 1), &saved.read,
+                             flag_at(arguments, 2), mode_at(arguments, 3));
+    }
     const CFG_READ_S& read = saved.read;
     if (status == PER_OK && read.size > wire::max_remote_bytes) {
         status = MOX_ERR_MESSAGE_TOO_BIG;
@@ -108,10 +114,13 @@ GVariant* StoreMethods::read_saved(GVariant* arguments) {
                          bytes_value(is_good ? read.data_out : nullptr, is_good ? read.size : 0));
 }
 
-GVariant* StoreMethods::is_saved(GVariant* arguments) {
+GVariant* StoreMethods::is_saved(const JoinedModule& module, GVariant* arguments) const {
     gboolean saved = FALSE;
-    const gint32 status = cfg_is_saved(string_at(arguments, 0), string_at(arguments, 1),
-                                       flag_at(arguments, 2), mode_at(arguments, 3), &saved);
+    gint32 status = MOX_ERR_NOT_PERMITTED;
+    if (access_.may_by_name(module, "IsSaved", Access::read, string_at(arguments, 0))) {
+        status = cfg_is_saved(string_at(arguments, 0), string_at(arguments, 1),
+                              flag_at(arguments, 2), mode_at(arguments, 3), &saved);
+    }
     return g_variant_new(wire::is_saved_reply, status, saved);
 }
 

@@ -1,14 +1,17 @@
-// Who may connect is decided twice: the directory lets nobody else in, and the socket tells the
-// peer's user, which must be this one. Only that mechanism is offered; a peer cannot fall back to a
+// Who may connect is decided twice: by the modes of directory and socket, and by what the system
+// tells of the peer. Only that mechanism is offered; a peer cannot fall back to a
 // weaker one.
 #include "owner/transport_server.hpp"
 
 #include <pub.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstring>
+#include <cerrno>
+#include <system_error>
 
 #include "owner/call_arguments.hpp"
+#include "owner/doorkeeper.hpp"
 #include "owner/start_error.hpp"
 #include "wire/directories.hpp"
 #include "wire/interface.hpp"
@@ -21,13 +24,26 @@ gboolean allow_mechanism(GDBusAuthObserver*, const gchar* mechanism, gpointer) {
     return g_str_equal(mechanism, "EXTERNAL");
 }
 
-gboolean authorize_peer(GDBusAuthObserver*, GIOStream*, GCredentials* credentials, gpointer) {
-    return credentials != nullptr && g_credentials_get_unix_user(credentials, nullptr) == geteuid();
+gboolean authorize_peer(GDBusAuthObserver*, GIOStream* stream, GCredentials*, gpointer keeper) {
+    return static_cast<Doorkeeper*>(keeper)->judge(stream) ? TRUE : FALSE;
+}
+
+// An observer that keeps its own doorkeeper: a connection may be judged while the server goes.
+GDBusAuthObserver* make_observer(const std::optional<OwnerGroup>& group) {
+    GDBusAuthObserver* const observer = g_dbus_auth_observer_new();
+    g_signal_connect(observer, "allow-mechanism", G_CALLBACK(allow_mechanism), nullptr);
+    const GClosureNotify forget = [](gpointer keeper, GClosure*) {
+        delete static_cast<Doorkeeper*>(keeper);
+    };
+    g_signal_connect_data(observer, "authorize-authenticated-peer", G_CALLBACK(authorize_peer),
+                          new Doorkeeper(group), forget, static_cast<GConnectFlags>(0));
+    return observer;
 }
 
 }  // namespace
 
-TransportServer::TransportServer(const std::string& run_dir, OwnerMethods& methods)
+TransportServer::TransportServer(const std::string& run_dir, const std::optional<OwnerGroup>& group,
+                                 OwnerMethods& methods)
     : socket_path_(wire::socket_path(run_dir)), methods_(methods) {
     const std::string address = wire::socket_address(run_dir);
     if (address.empty()) {
@@ -35,14 +51,11 @@ TransportServer::TransportServer(const std::string& run_dir, OwnerMethods& metho
                          " is too long for a socket; give a shorter --run-dir"};
     }
     unlink(socket_path_.c_str());
-    GDBusAuthObserver* const observer = g_dbus_auth_observer_new();
-    g_signal_connect(observer, "allow-mechanism", G_CALLBACK(allow_mechanism), nullptr);
-    g_signal_connect(observer, "authorize-authenticated-peer", G_CALLBACK(authorize_peer), nullptr);
+    GDBusAuthObserver* const observer = make_observer(group);
     gchar* const guid = g_dbus_generate_guid();
     GError* error = nullptr;
-    server_ = g_dbus_server_new_sync(address.c_str(),
-                                     G_DBUS_SERVER_FLAGS_AUTHENTICATION_REQUIRE_SAME_USER, guid,
-                                     observer, nullptr, &error);
+    server_ = g_dbus_server_new_sync(address.c_str(), G_DBUS_SERVER_FLAGS_NONE, guid, observer,
+                                     nullptr, &error);
     g_free(guid);
     g_object_unref(observer);
     if (server_ == nullptr) {
@@ -50,8 +63,24 @@ TransportServer::TransportServer(const std::string& run_dir, OwnerMethods& metho
         g_error_free(error);
         throw StartError{"socket " + socket_path_ + " cannot be made: " + cause};
     }
+    set_modes(group);
     g_signal_connect(server_, "new-connection", G_CALLBACK(on_new_connection), this);
     g_dbus_server_start(server_);
+}
+
+// The server does not take connections yet.
+void TransportServer::set_modes(const std::optional<OwnerGroup>& group) const {
+    constexpr mode_t private_mode = 0600;
+    constexpr mode_t group_mode = 0660;
+    const bool is_done =
+        (!group || chown(socket_path_.c_str(), static_cast<uid_t>(-1), group->id) == 0) &&
+        chmod(socket_path_.c_str(), group ? group_mode : private_mode) == 0;
+    if (!is_done) {
+        const std::string cause = std::generic_category().message(errno);
+        g_object_unref(server_);
+        unlink(socket_path_.c_str());
+        throw StartError{"the modes of socket " + socket_path_ + " cannot be set: " + cause};
+    }
 }
 
 TransportServer::~TransportServer() {
@@ -81,6 +110,12 @@ gboolean TransportServer::on_new_connection(GDBusServer*, GDBusConnection* conne
 }
 
 bool TransportServer::admit(GDBusConnection* connection) {
+    // One that its peer has closed since it was let in has told so before anybody could hear it,
+    // and would be kept for ever. "closed" is told in this thread, so that of any other one is
+    // heard.
+    if (g_dbus_connection_is_closed(connection) != FALSE) {
+        return false;
+    }
     static constexpr GDBusInterfaceVTable calls = {on_call, nullptr, nullptr, {}};
     GError* error = nullptr;
     const guint registration = g_dbus_connection_register_object(

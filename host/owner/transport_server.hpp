@@ -5,8 +5,10 @@
 #include <gio/gio.h>
 
 #include <map>
+#include <optional>
 #include <string>
 
+#include "owner/owner_group.hpp"
 #include "owner/owner_methods.hpp"
 
 namespace mox::host {
@@ -15,9 +17,10 @@ namespace mox::host {
 // it.
 class TransportServer {
 public:
-    // run_dir: held by this process, so a socket found there is a dead owner's. methods: outlives
-    // the server. Throws a StartError when the socket cannot be made.
-    TransportServer(const std::string& run_dir, OwnerMethods& methods);
+    // run_dir: held by this process, so a socket found there is a dead owner's. group: may connect,
+    // too. methods: outlives the server. Throws a StartError when the socket cannot be made.
+    TransportServer(const std::string& run_dir, const std::optional<OwnerGroup>& group,
+                    OwnerMethods& methods);
     ~TransportServer();
     TransportServer(const TransportServer&) = delete;
     TransportServer& operator=(const TransportServer&) = delete;
@@ -44,6 +47,7 @@ private:
                         const gchar* interface_name, const gchar* method, GVariant* arguments,
                         GDBusMethodInvocation* invocation, gpointer self);
 
+    void set_modes(const std::optional<OwnerGroup>& group) const;
     bool admit(GDBusConnection* connection);
     void drop(GDBusConnection* connection);
 

@@ -1,5 +1,4 @@
-// A module may have written what it may write itself: the objects of its own classes. A reference
-// is judged by what it leads to.
+// A module may have written what it may write itself. A reference is judged by what it leads to.
 #include "owner/value_methods.hpp"
 
 #include <lom.h>
@@ -7,7 +6,6 @@
 
 #include <cstring>
 
-#include "model/model_build.hpp"
 #include "owner/writable_for_now.hpp"
 #include "wire/interface.hpp"
 
@@ -48,7 +46,7 @@ gint32 ValueMethods::remote_set(const JoinedModule& module, GVariant* arguments)
     if (object == nullptr) {
         return MOX_ERR_OBJECT_NOT_FOUND;
     }
-    if (!is_owned_by(*object, module.name)) {
+    if (!access_.may(module, "RemoteSet", Access::write, *object)) {
         return MOX_ERR_NOT_PERMITTED;
     }
     const PropertyValue* const property = find_property(*object, string_at(arguments, 1));
@@ -76,7 +74,7 @@ gint32 ValueMethods::apply(const JoinedModule& module, GVariant* arguments) cons
     if (target.property == nullptr) {
         return MOX_ERR_PROPERTY_NOT_FOUND;
     }
-    if (!is_owned_by(*target.object, module.name)) {
+    if (!access_.may(module, "Apply", Access::write, *target.object)) {
         return MOX_ERR_NOT_PERMITTED;
     }
     const ValuePtr value = value_at(arguments, 2);

@@ -6,6 +6,7 @@
 
 #include "model/model_index.hpp"
 #include "owner/call_arguments.hpp"
+#include "owner/module_access.hpp"
 #include "owner/module_registry.hpp"
 
 namespace mox::host {
@@ -16,8 +17,9 @@ void install_own_modify();
 // For the thread of the main loop only.
 class ValueMethods {
 public:
-    // model: outlives this object.
-    explicit ValueMethods(const ModelIndex& model) : model_(model) {}
+    // Both outlive this object.
+    ValueMethods(const ModelIndex& model, const ModuleAccess& access)
+        : model_(model), access_(access) {}
 
     // The reply, floating; null when the method is none of these. Throws a Refusal.
     GVariant* answer(const JoinedModule& module, const std::string& method,
@@ -29,6 +31,7 @@ private:
     gint32 persist_mode(GVariant* arguments) const;
 
     const ModelIndex& model_;
+    const ModuleAccess& access_;
 };
 
 }  // namespace mox::host

@@ -10,6 +10,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <variant>
 #include <vector>
@@ -94,7 +95,20 @@ struct BoardDef {
     bool plugged = true;         // whether it is there from the start
 };
 
+// What the modules of a name may do beside reading and writing the objects of their own classes. A
+// class stands for those that derive from it, too; "*" stands for every class.
+struct ModuleRights {
+    std::string name;  // a module's, or how the names begin, with "*" behind it
+    std::vector<std::string> read;
+    std::vector<std::string> write;          // gives the right to read, too
+    std::vector<std::string> override_them;  // likewise
+    bool manage = false;                     // plug and unplug boards, restore the defaults
+};
+
 struct Profile {
+    std::string group;  // of the users that may join besides the owner's own; "" for none
+    // Without a list every module may join and read, write its own classes, override and manage.
+    std::optional<std::vector<ModuleRights>> modules;
     std::uint32_t refresh_ms = default_refresh_ms;
     std::vector<ClassDef> classes;   // in the file's order
     std::vector<BoardDef> boards;    // in the file's order

@@ -1,4 +1,5 @@
-// The order of the checks: file, text, top level, classes, objects, boards, links, formulas.
+// The order of the checks: file, text, top level, classes, modules, objects, boards, links,
+// formulas.
 #include <json-glib/json-glib.h>
 
 #include <memory>
@@ -9,6 +10,7 @@
 #include "profile/fault.hpp"
 #include "profile/json_members.hpp"
 #include "profile/json_text.hpp"
+#include "profile/module_list.hpp"
 #include "profile/object_links.hpp"
 #include "profile/object_list.hpp"
 #include "profile/profile.hpp"
@@ -62,6 +64,9 @@ void read_lists(const Members& top, bool has_all, Profile& profile, Faults& faul
     }
     profile.classes = read_classes(classes, faults);
     const ClassIndex index(profile.classes);
+    if (top.find("modules") != nullptr) {
+        profile.modules = read_modules(top.list("modules"), index, faults);
+    }
     ObjectList list;
     read_objects(objects, {}, index, faults, list);
     profile.boards = read_boards(boards, index, faults, list);
@@ -75,9 +80,10 @@ void read_profile(const std::string& path, Profile& profile, Faults& faults) {
     check_json_text(text);
     const ParserPtr parser = parse(text);
     const Members top(json_parser_get_root(parser.get()), top_place, faults,
-                      {"refresh_ms", "classes", "objects", "boards"});
+                      {"refresh_ms", "classes", "objects", "boards", "group", "modules"});
     const bool has_all = faults.count() == 0;
     if (top.is_object()) {
+        profile.group = top.link("group");
         profile.refresh_ms = top.whole("refresh_ms", shortest_refresh_ms, longest_refresh_ms)
                                  .value_or(default_refresh_ms);
         read_lists(top, has_all, profile, faults);

@@ -168,6 +168,14 @@ constexpr const char* introspection = R"(
       <arg name='property_name' type='s' direction='in'/>
       <arg name='status' type='i' direction='out'/>
     </method>
+    <method name='IsOverrideLimited'>
+      <arg name='is_limited' type='b' direction='out'/>
+    </method>
+    <method name='MayOverride'>
+      <arg name='object_name' type='s' direction='in'/>
+      <arg name='property_name' type='s' direction='in'/>
+      <arg name='status' type='i' direction='out'/>
+    </method>
     <method name='EventsSent'>
       <arg name='count' type='t' direction='out'/>
     </method>

@@ -25,6 +25,7 @@ inline constexpr const char* record_reply = "(iay)";
 inline constexpr const char* names_reply = "(as)";
 inline constexpr const char* count_reply = "(t)";
 inline constexpr const char* usage_reply = "(uu)";
+inline constexpr const char* flag_reply = "(b)";
 inline constexpr const char* status_reply = "(i)";
 inline constexpr const char* saved_reply = "(isay)";
 inline constexpr const char* is_saved_reply = "(ib)";

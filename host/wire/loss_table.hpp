@@ -20,7 +20,7 @@ struct LossEntry {
     guint32 reserved;              // keeps the count aligned on every word size
     alignas(8) std::atomic<guint64> lost;
 };
-static_assert(sizeof(LossEntry) == 16 && std::atomic<guint64>::is_always_lock_free);
+static_assert(sizeof(LossEntry) == 16 && __atomic_always_lock_free(sizeof(guint64), nullptr));
 
 struct LossTable {
     LossEntry entries[loss_entries];

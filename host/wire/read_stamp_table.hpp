@@ -18,7 +18,7 @@ struct ReadStamp {
     gchar accessor[32];
     alignas(8) std::atomic<gint64> read_ns;  // CLOCK_MONOTONIC; 0 before the first read
 };
-static_assert(std::atomic<gint64>::is_always_lock_free && sizeof(ReadStamp) == 40);
+static_assert(__atomic_always_lock_free(sizeof(gint64), nullptr) && sizeof(ReadStamp) == 40);
 
 struct ReadStampTable {
     guint32 count;

@@ -26,7 +26,9 @@ const char* store_text(gint32 status) {
         case MOX_ERR_TYPE_NOT_SUPPORTED:
             return "the type is not supported, or no value can be built";
         case MOX_ERR_NOT_PERMITTED:
-            return "the object's class belongs to another module, or the mode is wrong";
+            return "the object's class belongs to another module, the profile gives this one no "
+                   "right "
+                   "to it, or the mode is wrong";
         case MOX_ERR_SEMAPHORE:
             return "the object's semaphore could not be taken";
         case MOX_ERR_MESSAGE_TOO_BIG:

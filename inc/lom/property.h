@@ -125,7 +125,8 @@ MOX_API gint32 lom_set_property_value(OBJ_HANDLE obj_handle, const gchar* proper
  * alone: cancel at the target. property_value: as for lom_set_property_value; nullable for a
  * cancel. modified: set to TRUE when a value was taken, otherwise left as it was; nullable.
  * Returns as lom_set_property_value, with MOX_ERR_NOT_PERMITTED for any other mode and without
- * MOX_ERR_OVERRIDDEN; for an override the code of its announcement. */
+ * MOX_ERR_OVERRIDDEN; what the hook of lom_set_override_check_func refuses with; for an override
+ * the code of its announcement. */
 MOX_API gint32 lom_override_property_value(OBJ_HANDLE obj_handle, const gchar* property_name,
                                            GVariant* property_value, PROPERTY_STATE mode,
                                            gboolean* modified);

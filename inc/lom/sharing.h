@@ -62,6 +62,10 @@ typedef gint32 (*RemoteSavePropertyFunc)(const gchar* object_name, const gchar* 
 typedef gint32 (*RemoteGetSavedValueFunc)(const gchar* object_name, const gchar* name,
                                           CFG_READ_S* read, gboolean has_prefix,
                                           PER_MODE_E save_opt);
+/* Judges whether this process may force a property's value, or let it go again; 0 permits, any
+ * other status refuses and is what the caller gets. The names are those of the property that is
+ * forced in the end, behind all references, and valid for the call. Called without locks. */
+typedef gint32 (*OverrideCheckFunc)(const gchar* object_name, const gchar* property_name);
 
 /* Install the hooks; null uninstalls. At start, before other threads use the library. */
 MOX_API void lom_set_copy_func(CopyObjectFunc func);
@@ -69,6 +73,8 @@ MOX_API void lom_set_modify_func(RemoteSetPropertyFunc func);
 MOX_API void lom_set_remote_get_property_func(RemoteGetPropertyFunc func);
 MOX_API void lom_set_remote_save_property_func(RemoteSavePropertyFunc func);
 MOX_API void lom_set_remote_get_saved_value_func(RemoteGetSavedValueFunc func);
+/* Without it every process may override everything. */
+MOX_API void lom_set_override_check_func(OverrideCheckFunc func);
 
 G_END_DECLS
 

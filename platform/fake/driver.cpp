@@ -23,7 +23,11 @@ struct DriverState {
     std::vector<PhysicalTable> tables;
     std::vector<guint32> deleted_positions;
     gsize dumps = 0;
+    gsize property_calls = 0;
     guint properties_until_failure = 0;  // 0: no failure is planned
+    guint calls_until_failure = 0;       // of reads and writes; 0: no failure is planned
+    bool fails_from_then_on = false;
+    gint32 planned_code = DRIVER_OK;
 };
 
 std::mutex mutex;
@@ -71,9 +75,19 @@ PhysicalTable printed_table(GHashTable* objects) {
     return table;
 }
 
+// Counts a read or a write; the code that it shall give, DRIVER_OK for one that goes through. The
+// caller holds the mutex.
+gint32 planned_code_of_this_call() {
+    if (state.calls_until_failure == 0) return DRIVER_OK;
+    if (state.calls_until_failure == 1 && state.fails_from_then_on) return state.planned_code;
+    --state.calls_until_failure;
+    return state.calls_until_failure == 0 ? state.planned_code : gint32{DRIVER_OK};
+}
+
 // True when this call is the one that was planned to fail.
 bool property_fails_now() {
     const std::scoped_lock lock{mutex};
+    ++state.property_calls;
     if (state.properties_until_failure == 0) {
         return false;
     }
@@ -104,6 +118,13 @@ void driver_fail_writes_of(const std::string& accessor, gint32 code) {
     state.accessors[accessor].write_code = code;
 }
 
+void driver_fail_call(guint n, gint32 code, bool from_then_on) {
+    const std::scoped_lock lock{mutex};
+    state.calls_until_failure = n;
+    state.planned_code = code;
+    state.fails_from_then_on = from_then_on;
+}
+
 std::vector<DriverRead> driver_reads() {
     const std::scoped_lock lock{mutex};
     return state.reads;
@@ -123,6 +144,11 @@ std::vector<DriverWrite> driver_writes() {
 void driver_fail_property(guint n) {
     const std::scoped_lock lock{mutex};
     state.properties_until_failure = n;
+}
+
+gsize driver_property_calls() {
+    const std::scoped_lock lock{mutex};
+    return state.property_calls;
 }
 
 gsize driver_live_properties() {
@@ -155,6 +181,7 @@ gint32 accessor_read(const gchar* accessor, gint32 offset, gsize length, gpointe
     const gsize held = osal::held_by_this_thread();
     const std::scoped_lock lock{mutex};
     state.reads.push_back({accessor, offset, length, held});
+    if (const gint32 code = planned_code_of_this_call(); code != DRIVER_OK) return code;
     const auto found = state.accessors.find(accessor);
     return found == state.accessors.end() ? DRIVER_ERR_UNKNOWN_ACCESSOR
                                           : copy_bytes(found->second, offset, length, out);
@@ -169,6 +196,7 @@ gint32 accessor_write(const gchar* accessor, gint32 offset, gsize length, gconst
     const auto* bytes = static_cast<const guint8*>(in);
     const std::scoped_lock lock{mutex};
     state.writes.push_back({accessor, offset, {bytes, bytes + length}, held});
+    if (const gint32 code = planned_code_of_this_call(); code != DRIVER_OK) return code;
     const auto found = state.accessors.find(accessor);
     return found == state.accessors.end() ? DRIVER_OK : found->second.write_code;
 }

@@ -68,6 +68,11 @@ void fail_send(guint n, gint32 code) {
     state().send_plan = {n, code};
 }
 
+void fail_sends_from(guint n, gint32 code) {
+    const std::lock_guard lock{state().mutex};
+    state().send_plan = {n, code, true};
+}
+
 void fail_sends_to(gint32 queue_id, gint32 code) {
     const std::lock_guard lock{state().mutex};
     state().send_codes[queue_id] = code;

@@ -83,6 +83,11 @@ void fail_create(guint n) {
     state().create_plan = {n, OSAL_ERR_LIMIT};
 }
 
+void fail_creates_from(guint n) {
+    const std::lock_guard lock{state().mutex};
+    state().create_plan = {n, OSAL_ERR_LIMIT, true};
+}
+
 gsize takes() {
     return sum(&SemState::takes);
 }
@@ -120,6 +125,11 @@ gsize held_by_this_thread() {
 void fail_take(guint n, gint32 code) {
     const std::lock_guard lock{state().mutex};
     state().take_plan = {n, code};
+}
+
+void fail_takes_from(guint n, gint32 code) {
+    const std::lock_guard lock{state().mutex};
+    state().take_plan = {n, code, true};
 }
 
 void fail_takes_of(gint32 semid, gint32 member, gint32 code) {

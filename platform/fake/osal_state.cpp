@@ -58,6 +58,11 @@ gulong osal_tick_get(void) {
     return state().tick;
 }
 
+// What this layer makes has no modes.
+void osal_process_share_with_group(gboolean is_shared) {
+    (void)is_shared;
+}
+
 gint32 osal_process_remove_stale(gint32* removed) {
     const std::lock_guard lock{state().mutex};
     ++state().remove_stale_calls;

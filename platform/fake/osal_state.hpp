@@ -26,14 +26,16 @@ struct SemState {
     gint32 take_code = OSAL_OK;
 };
 
-// A failure of one future call: 0 when none is planned.
+// A failure of one future call, or of that one and all later ones: 0 when none is planned.
 struct Plan {
     guint calls_left = 0;
     gint32 code = OSAL_OK;
+    bool is_for_ever = false;
 
     // Counts one call; the code that it shall give, OSAL_OK for a call that goes through.
     gint32 next() {
         if (calls_left == 0) return OSAL_OK;
+        if (calls_left == 1 && is_for_ever) return code;
         --calls_left;
         return calls_left == 0 ? code : OSAL_OK;
     }

@@ -23,6 +23,9 @@ struct PersistState {
     std::map<ItemKey, Item> items;
     std::map<std::pair<std::string, std::string>, guint32> states;
     std::map<PersistAction, gint32> answers;
+    guint calls_until_failure = 0;  // 0: no failure is planned
+    bool fails_from_then_on = false;
+    gint32 planned_code = PER_OK;
     std::vector<PersistCall> calls;
 };
 
@@ -49,6 +52,11 @@ PersistCall call_of(PersistAction action, const gchar* object, const gchar* name
 gint32 record(PersistCall call) {
     const auto answer = state.answers.find(call.action);
     state.calls.push_back(std::move(call));
+    if (state.calls_until_failure == 1) {
+        if (!state.fails_from_then_on) state.calls_until_failure = 0;
+        return state.planned_code;
+    }
+    if (state.calls_until_failure > 1) --state.calls_until_failure;
     return answer == state.answers.end() ? PER_OK : answer->second;
 }
 
@@ -111,6 +119,13 @@ void persist_reset() {
 void persist_answer(PersistAction action, gint32 code) {
     const std::scoped_lock lock{mutex};
     state.answers[action] = code;
+}
+
+void persist_fail_call(guint n, gint32 code, bool from_then_on) {
+    const std::scoped_lock lock{mutex};
+    state.calls_until_failure = n;
+    state.planned_code = code;
+    state.fails_from_then_on = from_then_on;
 }
 
 std::vector<PersistCall> persist_calls() {

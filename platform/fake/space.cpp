@@ -27,7 +27,8 @@ struct State {
     // All under the mutex:
     std::vector<std::unique_ptr<Space>> spaces;
     std::map<gconstpointer, Block> live;
-    guint fail_in = 0;  // allocations until the planned failure, 0 when none is planned
+    guint fail_in = 0;     // allocations until the planned failure, 0 when none is planned
+    bool fail_on = false;  // from the planned failure on, all fail
     bool fail_all = false;
     bool fail_creation = false;
     gsize allocations = 0;
@@ -44,7 +45,10 @@ State& state() {
 
 // Counts one allocation against the plans; true when it shall fail.
 bool planned_failure(State& s) {
-    if (s.fail_in > 0 && --s.fail_in == 0) return true;
+    if (s.fail_in > 0 && --s.fail_in == 0) {
+        s.fail_all = s.fail_all || s.fail_on;
+        return true;
+    }
     return s.fail_all;
 }
 
@@ -70,6 +74,7 @@ void reset() {
     s.live.clear();
     s.spaces.clear();
     s.fail_in = 0;
+    s.fail_on = false;
     s.fail_all = false;
     s.fail_creation = false;
     s.allocations = 0;
@@ -82,11 +87,19 @@ void reset() {
 void fail_allocation(guint n) {
     const std::lock_guard lock{state().mutex};
     state().fail_in = n;
+    state().fail_on = false;
+}
+
+void fail_allocations_from(guint n) {
+    const std::lock_guard lock{state().mutex};
+    state().fail_in = n;
+    state().fail_on = true;
 }
 
 void fail_allocations(bool fail) {
     const std::lock_guard lock{state().mutex};
     state().fail_all = fail;
+    if (!fail) state().fail_in = 0;
 }
 
 void fail_creation() {

@@ -61,6 +61,16 @@ void flush_port(gpointer key, gpointer value, gpointer user_data) {
     }
 }
 
+// A notice is a value, whose texts are UTF-8. Names are bytes; one that was cut may end in the
+// midst of a character.
+bool can_be_told(const gchar* name) {
+    const bool is_text = g_utf8_validate(name, -1, nullptr) != FALSE;
+    if (!is_text) {
+        pub_debug_print(MX_DBG_ERR, "no notice of a new object: a name is not UTF-8.\n");
+    }
+    return is_text;
+}
+
 }  // namespace
 
 void _free_obj_list(gpointer list) {
@@ -77,12 +87,12 @@ void ipc_msg_newobj_init() {
 void ipc_msg_collect_obj(gint32 ipc_port, CLS_HANDLE class_handle, GSList* object_name_list) {
     const gchar* class_name = cls_get_class_name(class_handle);
     if (ipc_port == 0 || class_name == nullptr || object_name_list == nullptr ||
-        g_new_obj_event_hash == nullptr) {
+        g_new_obj_event_hash == nullptr || !can_be_told(class_name)) {
         return;
     }
     Names names{"|", class_name};
     for (const GSList* item = object_name_list; item != nullptr; item = item->next) {
-        if (item->data != nullptr) {
+        if (item->data != nullptr && can_be_told(static_cast<const gchar*>(item->data))) {
             names.push_back(static_cast<const gchar*>(item->data));
         }
     }

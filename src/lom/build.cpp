@@ -83,6 +83,10 @@ void place_value(SERIALISED_PROPERTY_S& property, const CONST_TLV_S& tlv) {
         property.data = shm_memdup(tlv.data, tlv.size);
         if (property.data == nullptr) {
             property.capacity = 0;  // nothing may be stored where there is no block
+            if (tlv.size > 0) {
+                // Nor may the missing bytes be read as a value of the type: zeros are none of most.
+                mox::set_state(property, mox::kHalfWritten);
+            }
         }
         return;
     }

@@ -11,6 +11,7 @@
 #include "lom/property_state.hpp"
 #include "lom/reference_path.hpp"
 #include "lom/semaphore_guard.hpp"
+#include "lom/stored_bytes.hpp"
 
 namespace mox {
 namespace {
@@ -46,7 +47,8 @@ bool differs(const SERIALISED_PROPERTY_S& cache, const TLV_S& input) {
     const gsize there = cache.data == nullptr ? 0 : std::min(cache.size, cache.capacity);
     const gsize common = std::min(there, gsize{input.size});
     const auto* bytes = static_cast<const guint8*>(input.data);
-    return cache.size < input.size || (common > 0 && std::memcmp(cache.data, bytes, common) != 0) ||
+    return is_half_written(cache) || cache.size < input.size ||
+           (common > 0 && std::memcmp(cache.data, bytes, common) != 0) ||
            std::any_of(bytes + common, bytes + input.size, [](guint8 byte) { return byte != 0; });
 }
 
@@ -113,7 +115,7 @@ gint32 FormulaInputs::read_stored(gsize index, const OBJECT_HEAD_S& object,
     }
     TLV_S& package = packages_[index];
     const gsize size = property.size;
-    if (size > kSmall) {
+    if (size > kSmall || is_half_written(property)) {
         return copy_stored_value(property, package);
     }
     std::memcpy(package.type, property.type, PUB_TYPE_LENGTH);
@@ -149,6 +151,9 @@ bool FormulaInputs::differ_from_caches(OBJECT_HEAD_S& object, gboolean is_remote
         if (caches[index] != nullptr && differs(*caches[index], packages_[index])) {
             return true;
         }
+    }
+    if (stored != nullptr && is_half_written(*stored)) {
+        return true;
     }
     result = stored == nullptr ? static_cast<gint32>(MOX_ERR_PROPERTY_NOT_FOUND)
                                : copy_stored_value(*stored, tlv);

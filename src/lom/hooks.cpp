@@ -12,6 +12,7 @@ RemoteSetPropertyFunc g_remote_set_func = nullptr;
 RemoteGetPropertyFunc g_remote_get_func = nullptr;
 RemoteSavePropertyFunc g_remote_save_property_func = nullptr;
 RemoteGetSavedValueFunc g_remote_get_saved_value_func = nullptr;
+OverrideCheckFunc g_override_check_func = nullptr;
 MOX_MODULE_TYPE g_module_type = MODULE_APP;
 
 void lom_set_sem_func(SemCreatefunc create_func, SemFreefunc free_func) {
@@ -37,6 +38,10 @@ void lom_set_remote_save_property_func(RemoteSavePropertyFunc func) {
 
 void lom_set_remote_get_saved_value_func(RemoteGetSavedValueFunc func) {
     g_remote_get_saved_value_func = func;
+}
+
+void lom_set_override_check_func(OverrideCheckFunc func) {
+    g_override_check_func = func;
 }
 
 void lom_set_module_type(MOX_MODULE_TYPE module_type) {

@@ -13,6 +13,7 @@ extern RemoteSetPropertyFunc g_remote_set_func;
 extern RemoteGetPropertyFunc g_remote_get_func;
 extern RemoteSavePropertyFunc g_remote_save_property_func;
 extern RemoteGetSavedValueFunc g_remote_get_saved_value_func;
+extern OverrideCheckFunc g_override_check_func;
 extern MOX_MODULE_TYPE g_module_type;
 
 #endif

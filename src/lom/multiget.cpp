@@ -4,7 +4,9 @@
 // reader. Nothing is written back, announced or remembered.
 #include <lom/property.h>
 
+#include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <memory>
 #include <vector>
 
@@ -13,6 +15,7 @@
 #include "lom/property.hpp"
 #include "lom/property_state.hpp"
 #include "lom/semaphore_guard.hpp"
+#include "lom/stored_bytes.hpp"
 
 namespace {
 
@@ -89,6 +92,20 @@ bool copy_bytes(Snapshot& snapshot) {
     return true;
 }
 
+// A record by itself, with its bytes still where they lie. The state is read by itself: its marks
+// of what is to be saved change without the object's semaphore.
+SERIALISED_PROPERTY_S copy_of(const SERIALISED_PROPERTY_S& property) {
+    SERIALISED_PROPERTY_S copy = {};
+    std::copy(std::begin(property.name), std::end(property.name), copy.name);
+    std::copy(std::begin(property.type), std::end(property.type), copy.type);
+    copy.accessor = property.accessor;
+    copy.state.all = mox::read_published(property.state.all);
+    copy.size = property.size;
+    copy.capacity = property.capacity;
+    copy.data = property.data;
+    return copy;
+}
+
 // The named records in the names' order.
 gint32 take_snapshot(OBJECT_HEAD_S& object, GSList* names, Snapshot& snapshot) {
     snapshot.records.reserve(g_slist_length(names));
@@ -102,8 +119,7 @@ gint32 take_snapshot(OBJECT_HEAD_S& object, GSList* names, Snapshot& snapshot) {
         if (property == nullptr) {
             return MOX_ERR_PROPERTY_NOT_FOUND;
         }
-        snapshot.records.push_back(*property);
-        snapshot.records.back().next_ptr = nullptr;
+        snapshot.records.push_back(copy_of(*property));
     }
     return copy_bytes(snapshot) ? static_cast<gint32>(MOX_OK) : MOX_ERR_INTERNAL;
 }
@@ -134,6 +150,10 @@ GVariant* value_of(OBJECT_HEAD_S& object, SERIALISED_PROPERTY_S& record, SharedB
     TLV_S tlv = {};
     GVariant* value = nullptr;
     if (!read_live(object, record, tlv, result)) {
+        if (mox::is_half_written(record)) {
+            result = MOX_ERR_INTERNAL;
+            return nullptr;
+        }
         value = stored_value(record, shared);
     } else if (result == MOX_OK && tlv.type[0] != '\0') {
         value = mox::value_of_bytes(tlv.type, tlv.data, tlv.size);

@@ -8,6 +8,7 @@
 
 #include "base/published.hpp"
 #include "lom/property.hpp"
+#include "lom/stored_bytes.hpp"
 
 namespace mox {
 namespace {
@@ -67,14 +68,12 @@ bool NewValue::fits(const SERIALISED_PROPERTY_S& property) const {
 }
 
 bool NewValue::equals_stored(const SERIALISED_PROPERTY_S& property) const {
-    return size_ == property.size && (size_ == 0 || std::memcmp(property.data, bytes_, size_) == 0);
+    return size_ == property.size && !is_half_written(property) &&
+           (size_ == 0 || std::memcmp(property.data, bytes_, size_) == 0);
 }
 
 void NewValue::store(SERIALISED_PROPERTY_S& property) const {
-    if (size_ > 0) {
-        std::memcpy(property.data, bytes_, size_);
-    }
-    publish(property.size, size_);  // live reads look at it before they lock
+    store_bytes(property, bytes_, size_);
 }
 
 }  // namespace mox

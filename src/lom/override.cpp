@@ -39,6 +39,12 @@ gint32 cancel_or_split(const OBJECT_HEAD_S& object, SERIALISED_PROPERTY_S& prope
                                        : static_cast<gint32>(MOX_OK);
 }
 
+gint32 ask_permission(const OBJECT_HEAD_S& object, const SERIALISED_PROPERTY_S& property) {
+    const OverrideCheckFunc check = g_override_check_func;
+    return check == nullptr ? static_cast<gint32>(MOX_OK)
+                            : check(object.object_name, property.name);
+}
+
 gint32 force_here(const OBJECT_HEAD_S& object, SERIALISED_PROPERTY_S& property,
                   const mox::NewValue* value) {
     const mox::SemaphoreGuard semaphore(object);
@@ -99,6 +105,8 @@ gint32 override_target(OBJ_HANDLE handle, const gchar* name, GVariant* new_value
                 return MOX_ERR_INTERNAL;
             }
             done.referrers.push_back({handle, name});
+        } else if (result = ask_permission(*object, *property); result != MOX_OK) {
+            return result;
         }
         result = cancel_or_split(*object, *property, mode, next);
         if (result != MOX_OK || mode == PROPERTY_CANCEL_OVERRIDE) {

@@ -51,7 +51,8 @@ inline constexpr FormulaInput kFormulaInputs[kExpressionInputs] = {
     {"X", "Xcache"}, {"Y", "Ycache"}, {"Z", "Zcache"}};
 
 // Copies a property's stored value into a package. Called with the object's semaphore
-// held. Returns 0, or MOX_ERR_INTERNAL when the declared size is more than there is memory for.
+// held. Returns 0, or MOX_ERR_INTERNAL when the declared size is more than there is memory for, or
+// a writer died over the value.
 gint32 copy_stored_value(const SERIALISED_PROPERTY_S& property, TLV_S& tlv);
 
 // Copies a property's stored value, or as much of it as the room holds, whatever size the record

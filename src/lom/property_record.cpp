@@ -6,6 +6,7 @@
 #include "base/bounded_copy.hpp"
 #include "base/glib_ptr.hpp"
 #include "lom/property.hpp"
+#include "lom/stored_bytes.hpp"
 
 namespace mox {
 namespace {
@@ -87,6 +88,9 @@ GVariant* value_in_place(const gchar* type, gconstpointer data, gsize size) {
 }
 
 gint32 copy_stored_value(const SERIALISED_PROPERTY_S& property, TLV_S& tlv) {
+    if (is_half_written(property)) {
+        return MOX_ERR_INTERNAL;
+    }
     const gsize size = property.size;
     gpointer data = g_try_malloc(size);
     if (data == nullptr && size != 0) {

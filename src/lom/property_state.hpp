@@ -17,7 +17,8 @@ enum StateBit : guint32 {
     kSynced = 1U << 3,
     kAccessRead = 1U << 4,
     kAccessWrite = 1U << 5,
-    kAccessSync = 1U << 6
+    kAccessSync = 1U << 6,
+    kHalfWritten = PROPERTY_STATE_HALF_WRITTEN  // see stored_bytes.hpp
 };
 
 inline bool has_state(const SERIALISED_PROPERTY_S& property, guint32 bits) {

@@ -11,6 +11,7 @@
 #include "lom/property.hpp"
 #include "lom/property_state.hpp"
 #include "lom/semaphore_guard.hpp"
+#include "lom/stored_bytes.hpp"
 
 gint32 lom_get_property_data(OBJ_HANDLE object_handle, const gchar* property_name,
                              gboolean is_volatile, TLV_S* ptlv, gboolean is_remote) {
@@ -53,6 +54,9 @@ gint32 read_into(OBJECT_HEAD_S& object, SERIALISED_PROPERTY_S& property, gboolea
         const mox::SemaphoreGuard semaphore(object);
         if (!semaphore) {
             return MOX_ERR_SEMAPHORE;
+        }
+        if (mox::is_half_written(property)) {
+            return MOX_ERR_INTERNAL;
         }
         size = static_cast<guint32>(mox::copy_stored_into(property, out, room));
         return MOX_OK;

@@ -15,9 +15,22 @@
 #include "lom/property.hpp"
 #include "lom/property_state.hpp"
 #include "lom/semaphore_guard.hpp"
+#include "lom/stored_bytes.hpp"
 
 namespace mox {
 namespace {
+
+// Stores bytes of which as many count as the property's size says.
+void store_fresh(SERIALISED_PROPERTY_S& property, const TLV_S& fresh) {
+    if (fresh.size >= property.size && property.capacity >= property.size &&
+        store_at_once(property, fresh.data, property.size)) {
+        return;
+    }
+    const HalfWrittenMark mark(property);
+    MOX_LOG_COPY(
+        MOX_COPY_FAILED_TRAILING_BLANK, "lom",
+        copy_what_fits(property.data, property.capacity, fresh.data, fresh.size, property.size));
+}
 
 // Stores the fresh bytes when they differ. Returns the value to announce, or null. Called with the
 // semaphore held; the property's size stays as it is.
@@ -26,11 +39,11 @@ GVariant* store_if_new(SERIALISED_PROPERTY_S& property, const TLV_S& fresh) {
     // Bytes beyond the property's room were never stored, so they cannot tell the values apart.
     const gsize comparable = std::min({size, gsize{fresh.size}, property.capacity});
     if (fresh.data == nullptr || property.data == nullptr ||
-        (fresh.size >= size && std::memcmp(fresh.data, property.data, comparable) == 0)) {
+        (fresh.size >= size && !is_half_written(property) &&
+         std::memcmp(fresh.data, property.data, comparable) == 0)) {
         return nullptr;
     }
-    MOX_LOG_COPY(MOX_COPY_FAILED_TRAILING_BLANK, "lom",
-                 copy_what_fits(property.data, property.capacity, fresh.data, fresh.size, size));
+    store_fresh(property, fresh);
     set_state(property, kSynced);
     return value_in_place(property.type, fresh.data, std::min(size, gsize{fresh.size}));
 }
@@ -45,6 +58,7 @@ void refresh_caches(OBJECT_HEAD_S& object, const TLV_S (&inputs)[kExpressionInpu
         if (cache == nullptr || input.data == nullptr) {
             return;
         }
+        const HalfWrittenMark mark(*cache);
         const gint32 result =
             copy_what_fits(cache->data, cache->data == nullptr ? 0 : cache->capacity, input.data,
                            input.size, input.size);

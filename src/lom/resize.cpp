@@ -8,6 +8,7 @@
 #include "lom/object_ref.hpp"
 #include "lom/property_state.hpp"
 #include "lom/semaphore_guard.hpp"
+#include "lom/stored_bytes.hpp"
 
 namespace {
 
@@ -27,6 +28,7 @@ gint32 store_resized(const OBJECT_HEAD_S& object, SERIALISED_PROPERTY_S& propert
         property.data = block;
         mox::publish(property.capacity, gsize{size});  // writers compare with it before they lock
     }
+    const mox::HalfWrittenMark mark(property);
     mox::publish(property.size, gsize{size});  // live reads look at it before they lock
     mox::set_state(property, mox::kSynced);
     MOX_LOG_COPY(MOX_COPY_FAILED_SPACED, "lom",

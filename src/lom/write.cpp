@@ -23,9 +23,8 @@ gint32 store(const OBJECT_HEAD_S& object, SERIALISED_PROPERTY_S& property,
     is_changed = !value.equals_stored(property);
     if (is_changed) {
         value.store(property);
-        mox::set_state(property, mox::kModified);
     }
-    mox::set_state(property, mox::kSynced);
+    mox::set_state(property, is_changed ? mox::kModified | mox::kSynced : mox::kSynced);
     return MOX_OK;
 }
 

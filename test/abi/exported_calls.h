@@ -261,6 +261,7 @@ static void call_sharing_functions(OBJ_HANDLE handle) {
     GSList* records = NULL;
     lom_set_copy_func(NULL);
     lom_set_modify_func(NULL);
+    lom_set_override_check_func(NULL);
     lom_set_remote_get_property_func(NULL);
     lom_set_remote_save_property_func(NULL);
     lom_set_remote_get_saved_value_func(NULL);

@@ -42,6 +42,12 @@ GOOD = {
          "objects": [{"name": "Fan7", "class": "Fan", "type": "Logical", "mutex": "chip", "properties": {"Speed": 3}}]},
         {"name": "psu2", "position": 8, "objects": []},
     ],
+    "group": "users",
+    "modules": [
+        {"name": "fans"},
+        {"name": "moxctl-*", "read": ["*"], "write": ["Fan", "Chip"], "override": [], "manage": True},
+        {"name": "*", "read": []},
+    ],
 }
 
 # The place of a member in the good profile, and the value that makes a faulty one; REMOVE takes the
@@ -126,6 +132,19 @@ FAULTS = [
     (("boards", 0, "objects", 0, "position"), 3),
     (("boards", 0, "objects", 0, "name"), "x.y"),
     (("boards", 0, "objects", 0, "colour"), "red"),
+    (("group",), ""),
+    (("group",), 100),
+    (("modules",), {}),
+    (("modules", 0), "fans"),
+    (("modules", 0, "name"), REMOVE),
+    (("modules", 0, "name"), "a*b"),
+    (("modules", 0, "name"), "a**"),
+    (("modules", 0, "plug"), True),
+    (("modules", 1, "read"), "*"),
+    (("modules", 1, "write"), [5]),
+    (("modules", 1, "write"), ["Fan", "Fan"]),
+    (("modules", 1, "override"), None),
+    (("modules", 1, "manage"), 1),
 ]
 
 

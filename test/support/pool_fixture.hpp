@@ -79,6 +79,7 @@ inline void forget_hooks() {
     lom_set_sem_func(nullptr, nullptr);
     lom_set_copy_func(nullptr);
     lom_set_modify_func(nullptr);
+    lom_set_override_check_func(nullptr);
     lom_set_remote_get_property_func(nullptr);
     lom_set_remote_save_property_func(nullptr);
     lom_set_remote_get_saved_value_func(nullptr);

@@ -1,10 +1,11 @@
 /* moxhost.h: a module process's side of the reference host: join the owner, find and listen,
  * receive in a GLib main loop, write and save, leave.
  *
- * A process joins once in its life. Every call to the owner has a time limit of
- * MOXHOST_CALL_TIMEOUT_MS, so no call here waits for ever. Calls are for the thread that joined,
- * but for the hooks that joining installs in the library: they are safe in any thread. Errors are
- * GErrors of MOXHOST_ERROR whose message says what, where, why and what to do. */
+ * A process joins once in its life; moxhost_restart_with_owner makes a new life of it. Every call
+ * to the owner has a time limit of MOXHOST_CALL_TIMEOUT_MS, so no call here waits for ever. Calls
+ * are for the thread that joined, but for the hooks that joining installs in the library: they are
+ * safe in any thread. Errors are GErrors of MOXHOST_ERROR whose message says what, where, why and
+ * what to do. */
 #ifndef MOXHOST_MOXHOST_H
 #define MOXHOST_MOXHOST_H
 
@@ -18,7 +19,8 @@ G_BEGIN_DECLS
 /* Marks a function that the host library exports. */
 #define MOXHOST_API __attribute__((visibility("default")))
 
-#define MOXHOST_CALL_TIMEOUT_MS 2000 /* of every call to the owner */
+#define MOXHOST_CALL_TIMEOUT_MS     2000  /* of every call to the owner */
+#define MOXHOST_RESTART_PATIENCE_MS 30000 /* of a join after moxhost_restart_with_owner */
 
 /* The domain of this library's errors. */
 #define MOXHOST_ERROR (moxhost_error_quark())
@@ -34,7 +36,7 @@ typedef enum {
     MOXHOST_ERROR_LOST,      /* the connection to the owner is gone */
     MOXHOST_ERROR_STATE,     /* joined already, or left; a board plugged already, or not plugged */
     MOXHOST_ERROR_FAILED /* a write or a save failed: the message names the status and its words;
-                            a plug failed */
+                            a plug or a restart failed */
 } MoxHostError;
 
 /* A joined module, opaque. */
@@ -55,10 +57,12 @@ MOXHOST_API gint32 moxhost_error_status(const GError* error);
  * persistence library of this process hands its calls on to the owner's store. Log messages carry
  * the module's name from then on, and SHAMRE_MEMORY_SIZE is set to the pool's size when it is
  * another: join before other threads use the environment. The copies of objects whose class belongs
- * to module_name are writable. run_dir: the owner's run directory; null means $MOX_RUN_DIR, else
- * $XDG_RUNTIME_DIR/moxd, else /run/moxd, which is looked at also when no owner's socket lies in
- * $XDG_RUNTIME_DIR/moxd. module_name: 1 to 31 characters, unique among the joined
- * modules. error: nullable. Returns the module, released by moxhost_leave; null with error set. */
+ * to module_name, or that the profile lets it write, are writable. run_dir: the owner's run
+ * directory; null means $MOX_RUN_DIR, else $XDG_RUNTIME_DIR/moxd, else /run/moxd, which is looked
+ * at also when no owner's socket lies in $XDG_RUNTIME_DIR/moxd. module_name: 1 to 31 characters,
+ * unique among the joined modules. error: nullable. In a process that moxhost_restart_with_owner
+ * executed it waits for an owner for up to MOXHOST_RESTART_PATIENCE_MS. Returns the module,
+ * released by moxhost_leave; null with error set. */
 MOXHOST_API MoxHostModule* moxhost_join(const gchar* run_dir, const gchar* module_name,
                                         MOX_MODULE_TYPE module_type, GError** error);
 
@@ -109,6 +113,43 @@ typedef void (*MoxHostLostFunc)(MoxHostModule* module, gpointer user_data);
 MOXHOST_API void moxhost_set_lost_func(MoxHostModule* module, MoxHostLostFunc func,
                                        gpointer user_data);
 
+/* What the program is told about its restart by moxhost_restart_with_owner, in the main context
+ * that was the thread's default at the join. failure null: the program is about to be executed
+ * anew, this is the last moment to save what it wants kept. What it leaves in the environment
+ * reaches the new process; other threads, buffers of streams other than stdout, and what was not
+ * saved do not. failure not null, valid for the call: it could not be executed, and the library
+ * does nothing more; end the program, so that something else starts it again, or call
+ * moxhost_restart_with_owner for another attempt. May leave in either case, which ends the matter.
+ * The calls to the owner fail. */
+typedef void (*MoxHostRestartFunc)(MoxHostModule* module, const GError* failure,
+                                   gpointer user_data);
+
+/* Has the program executed anew whenever its owner went, killed or stopped, and a new one is there:
+ * a process attaches a pool once in its life, so that it takes a new life to be on the next
+ * owner's. Call it right after the join; the program comes by this call again when it is executed
+ * again. What happens when the connection ends before the module leaves: the lost function is told;
+ * an owner is looked for at the run directory of the join, every 50 ms, and every 100 or 200 ms
+ * after owners that went within 10 seconds of the join; func is called; the program's file is
+ * executed in this process, whose id stays: the file that lies at its path then, which an upgrade
+ * may have replaced. It gets the arguments that it was started with, the environment of that
+ * moment, and the working directory, the blocked and the ignored signals that it had when this
+ * library was loaded. Descriptors without close-on-exec stay open, as with every execution; the
+ * library has none of these. moxhost_leave ends the matter, in the lost function and in func, too.
+ * The main context that was the thread's default at the join must run; a nested loop does. A lost
+ * function in another context is waited for for half a second. A call behind the join that fails
+ * with MOXHOST_ERROR_LOST is no reason to end the program then: run the loop. In a process that was
+ * executed this way moxhost_join waits up to MOXHOST_RESTART_PATIENCE_MS for an owner that has gone
+ * once more.
+ * func: nullable; the last one that was given is told. error: nullable. Returns FALSE with error
+ * set, MOXHOST_ERROR_FAILED, when the program's path or arguments cannot be read from /proc. */
+MOXHOST_API gboolean moxhost_restart_with_owner(MoxHostModule* module, MoxHostRestartFunc func,
+                                                gpointer user_data, GError** error);
+
+/* Gives how often the program was executed anew by moxhost_restart_with_owner since it was started;
+ * 0 in a process that it starts itself. Kept in the environment variable MOX_RESTARTS from one
+ * execution to the next, and taken out of it when the library is loaded. Any thread. */
+MOXHOST_API guint moxhost_restart_count(void);
+
 /* Has the owner refresh its hardware now; returns when the fresh values are in the pool. FALSE with
  * error set. */
 MOXHOST_API gboolean moxhost_refresh(MoxHostModule* module, GError** error);
@@ -152,17 +193,18 @@ MOXHOST_API gboolean moxhost_apply_property(MoxHostModule* module, const gchar* 
 
 /* Has the owner restore the defaults: the values saved under PER_MODE_POWER_OFF and PER_MODE_RESET
  * are forgotten, and every property that had such a value goes back to its permanently saved value,
- * else to the profile's, with an event. Any joined module may call. Returns FALSE with error set.
+ * else to the profile's, with an event. Any module that the profile lets manage may call. Returns
+ * FALSE with error set.
  */
 MOXHOST_API gboolean moxhost_restore_defaults(MoxHostModule* module, GError** error);
 
 /* Has the owner plug a board of its profile: the board's objects are built with their saved values,
  * the collections of their classes list them, each queue that listens to one of these classes gets
- * one MOX_MSG_ADD_OBJECT, and the hardware is read. board_name: not null. Any joined module may
- * call. Returns FALSE with error set: MOXHOST_ERROR_NOT_FOUND for an unknown board,
- * MOXHOST_ERROR_STATE for one that is plugged, MOXHOST_ERROR_FAILED when the pool or the semaphores
- * run out; the model is as it was then. MOXHOST_ERROR_TIMEOUT leaves open whether it was plugged:
- * ask moxhost_board_state. */
+ * one MOX_MSG_ADD_OBJECT, and the hardware is read. board_name: not null. Any module that the
+ * profile lets manage may call. Returns FALSE with error set: MOXHOST_ERROR_NOT_FOUND for an
+ * unknown board, MOXHOST_ERROR_STATE for one that is plugged, MOXHOST_ERROR_FAILED when the pool or
+ * the semaphores run out; the model is as it was then. MOXHOST_ERROR_TIMEOUT leaves open whether it
+ * was plugged: ask moxhost_board_state. */
 MOXHOST_API gboolean moxhost_plug_board(MoxHostModule* module, const gchar* board_name,
                                         GError** error);
 
@@ -171,12 +213,12 @@ MOXHOST_API gboolean moxhost_plug_board(MoxHostModule* module, const gchar* boar
  * its copies: this one before the call returns, the others when they run the main context that was
  * the thread's default at the join. The owner frees the objects' memory when no copy is left.
  * board_name: not null. unsaved: nullable; receives the properties that were not marked as saved,
- * as "OBJECT.PROPERTY", sorted, null-terminated, freed with g_strfreev. Any joined module may call.
- * Returns FALSE with error set: MOXHOST_ERROR_NOT_FOUND for an unknown board, MOXHOST_ERROR_STATE
- * for one that is not plugged; nothing has changed then. MOXHOST_ERROR_TIMEOUT leaves open whether
- * it was unplugged: ask moxhost_board_state; the names are in the owner's log at level 3 then, and
- * this module's copies go when it runs its main context. Handles of a board's objects are to be
- * looked up anew after each plug. */
+ * as "OBJECT.PROPERTY", sorted, null-terminated, freed with g_strfreev. Any module that the profile
+ * lets manage may call. Returns FALSE with error set: MOXHOST_ERROR_NOT_FOUND for an unknown board,
+ * MOXHOST_ERROR_STATE for one that is not plugged; nothing has changed then. MOXHOST_ERROR_TIMEOUT
+ * leaves open whether it was unplugged: ask moxhost_board_state; the names are in the owner's log
+ * at level 3 then, and this module's copies go when it runs its main context. Handles of a board's
+ * objects are to be looked up anew after each plug. */
 MOXHOST_API gboolean moxhost_unplug_board(MoxHostModule* module, const gchar* board_name,
                                           gchar*** unsaved, GError** error);
 

@@ -119,6 +119,14 @@ MOXPLAT_API gint32 osal_process_queue_receive(gint32 queue_id, gpointer message,
 MOXPLAT_API gulong osal_tick_get(void);
 
 /*
+ * Says whom the sets and queues are for that this process makes from now on: its own user (mode
+ * 0600, as it is from the start), or its effective group, too (0660).
+ * is_shared: TRUE for the group. Those that are there stay as they are.
+ * Locks: the layer's own, briefly. An owner, before it makes anything.
+ */
+MOXPLAT_API void osal_process_share_with_group(gboolean is_shared);
+
+/*
  * Makes one semaphore, free to take; fit as the object core's semaphore-create hook.
  * sem_index, semid, sem_member: outputs, not null. sem_index numbers the semaphore within this
  * process and is what osal_process_sem_free wants back; semid and sem_member are what every
@@ -138,11 +146,10 @@ MOXPLAT_API void osal_process_sem_create(gint32* sem_index, gint32* semid, gint3
 MOXPLAT_API void osal_process_sem_free(gint32 sem_index, gint32 sem_member);
 
 /*
- * Makes one empty queue for this user (mode 0600), after raising the system's message limits where
- * that is permitted; where it is not, a log line names the setting, its value and the value
- * needed.
- * queue_id: output, not null; 1 or more (0 means "no queue" to callers), -1 on failure.
- * Returns OSAL_OK; OSAL_ERR_LIMIT when the system or this layer has no room for a queue;
+ * Makes one empty queue (mode: osal_process_share_with_group), after raising the system's message
+ * limits where that is permitted; where it is not, a log line names the setting, its value and the
+ * value needed. queue_id: output, not null; 1 or more (0 means "no queue" to callers), -1 on
+ * failure. Returns OSAL_OK; OSAL_ERR_LIMIT when the system or this layer has no room for a queue;
  * OSAL_ERR_ARGUMENT; OSAL_ERR_SYSTEM.
  * Locks: the layer's own, briefly. The process that calls is the queue's owner: when it is dead,
  * the queue is stale.

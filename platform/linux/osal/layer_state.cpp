@@ -23,6 +23,7 @@ void after_fork_in_child() {
     state.sets.clear();
     state.freed.clear();
     state.queues.clear();
+    state.mode = 0600;
     state.mutex.unlock();
     forget_thread_id();
 }

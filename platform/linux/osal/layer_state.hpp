@@ -32,6 +32,7 @@ struct LayerState {
     std::vector<OwnedSet> sets;
     std::deque<gint32> freed;  // sem_index of slots given back, oldest first
     std::vector<OwnedQueue> queues;
+    int mode = 0600;  // of the sets and queues that are made
 };
 
 // The process's state; lives as long as the process.

@@ -31,11 +31,11 @@ void clear_claim(LayerState& state, key_t claim) {
 
 // An empty queue behind a key that is free; the id, or -1 with errno set. Ids are never 0, because
 // callers keep 0 for "no queue"; the system gives that id once, to the first queue of a namespace.
-int make_queue(key_t key) {
-    const int id = msgget(key, IPC_CREAT | IPC_EXCL | 0600);
+int make_queue(key_t key, int mode) {
+    const int id = msgget(key, IPC_CREAT | IPC_EXCL | mode);
     if (id != 0) return id;
     msgctl(id, IPC_RMID, nullptr);
-    return msgget(key, IPC_CREAT | IPC_EXCL | 0600);
+    return msgget(key, IPC_CREAT | IPC_EXCL | mode);
 }
 
 // Makes the queue behind the first free key; the id, or -1 with errno set. claim: output.
@@ -45,7 +45,7 @@ int new_queue(LayerState& state, key_t* claim) {
         if (std::any_of(state.queues.begin(), state.queues.end(), same)) continue;
         set_claim(state, at);
         *claim = at;
-        const int id = make_queue(first_queue_key + at);
+        const int id = make_queue(first_queue_key + at, state.mode);
         if (id >= 0) return id;
         const int error = errno;
         clear_claim(state, at);

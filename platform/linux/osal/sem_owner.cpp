@@ -33,9 +33,9 @@ bool init_mutexes(SemSet* set) {
 }
 
 // The segment behind the first free key of the layer's range, or -1 with errno set.
-int new_segment() {
+int new_segment(int mode) {
     for (key_t key = first_set_key; key < first_set_key + set_keys; ++key) {
-        const int id = shmget(key, sizeof(SemSet), IPC_CREAT | IPC_EXCL | 0600);
+        const int id = shmget(key, sizeof(SemSet), IPC_CREAT | IPC_EXCL | mode);
         if (id >= 0 || errno != EEXIST) return id;
     }
     errno = ENOSPC;
@@ -96,7 +96,7 @@ gint32 next_slot(LayerState& state) {
 }  // namespace
 
 gint32 add_owned_set(LayerState& state) {
-    const int id = new_segment();
+    const int id = new_segment(state.mode);
     if (id < 0) {
         const int error = errno;
         g_warning("no semaphore set made (%u exist here): %s; see kernel.shmmni and kernel.shmall",
@@ -129,6 +129,12 @@ bool remove_owned_set(const OwnedSet& owned) {
 }  // namespace mox::osal
 
 using namespace mox::osal;
+
+void osal_process_share_with_group(gboolean is_shared) {
+    LayerState& state = layer_state();
+    const std::lock_guard lock{state.mutex};
+    state.mode = is_shared != FALSE ? 0660 : 0600;
+}
 
 void osal_process_sem_create(gint32* sem_index, gint32* semid, gint32* sem_member) {
     g_return_if_fail(sem_index != nullptr && semid != nullptr && sem_member != nullptr);

@@ -6,6 +6,8 @@
 #include <moxplat/persist_store.h>
 #include <sqlite3.h>
 
+#include <array>
+
 #include "sql_error.hpp"
 #include "store_file.hpp"
 #include "warning.hpp"
@@ -146,10 +148,38 @@ gint32 Database::check_header(bool& is_empty) {
 }
 
 gint32 Database::check_pages() {
+    constexpr const char* check = "PRAGMA quick_check(1)";
     std::string finding;
-    const gint32 code = ask_text("PRAGMA quick_check(1)", finding);
-    if (code != PER_OK) return code;
-    return finding == "ok" ? PER_OK : damaged(finding);
+    gint32 code = ask_text(check, finding);
+    if (code != PER_OK || finding == "ok") return code;
+    // The check tells of a page that could not be read as it does of a damaged one. A good file is
+    // not put aside because its storage failed.
+    code = read_through();
+    if (code == PER_OK) code = ask_text(check, finding);
+    if (code != PER_OK || finding == "ok") return code;
+    return damaged(finding);
+}
+
+// Reads file and log to their ends through the descriptors that hold the lock: another one would
+// drop it when it is closed.
+gint32 Database::read_through() const {
+    for (const int which : {SQLITE_FCNTL_FILE_POINTER, SQLITE_FCNTL_JOURNAL_POINTER}) {
+        sqlite3_file* file = nullptr;
+        if (sqlite3_file_control(handle_, "main", which, &file) != SQLITE_OK || file == nullptr ||
+            file->pMethods == nullptr) {
+            continue;
+        }
+        constexpr int part = 4096;
+        std::array<char, part> bytes{};
+        sqlite3_int64 size = 0;
+        int result = file->pMethods->xFileSize(file, &size);
+        for (sqlite3_int64 at = 0; at < size && result == SQLITE_OK; at += part) {
+            result = file->pMethods->xRead(file, bytes.data(), part, at);
+            if (result == SQLITE_IOERR_SHORT_READ) result = SQLITE_OK;  // the last part
+        }
+        if (result != SQLITE_OK) return report("reading", result);
+    }
+    return PER_OK;
 }
 
 gint32 Database::set_up(bool is_empty, Survives survives) {

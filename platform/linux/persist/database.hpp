@@ -61,6 +61,7 @@ private:
     gint32 take_the_file();
     gint32 check_header(bool& is_empty);
     gint32 check_pages();
+    gint32 read_through() const;
     gint32 set_up(bool is_empty, Survives survives);
     gint32 start_the_log();
     gint32 load_statements();

@@ -62,9 +62,9 @@ TEST(ProfileFaults, OfEveryElementOfAnArrayAreNamed) {
 TEST(ProfileFaults, OfEveryUnknownMemberAreNamed) {
     EXPECT_EQ(faults_of(R"({"classes": [], "objects": [], "a": 1, "b": 2})"),
               (Strings{"top level: unknown member \"a\"; known are refresh_ms, classes, objects, "
-                       "boards",
+                       "boards, group, modules",
                        "top level: unknown member \"b\"; known are refresh_ms, classes, objects, "
-                       "boards"}));
+                       "boards, group, modules"}));
 }
 
 TEST(ProfileFaults, OfAClassAreNotThoseOfItsObjectsAndChildren) {
@@ -140,7 +140,7 @@ TEST(ProfileFaults, OfListsThatAreNoneAreNotThoseOfWhatNamesTheirEntries) {
             R"({"classes": [{"name": "A"}], "objects": [{"name": "a", "class": "A", "mutex": "b"}],
                             "bords": []})"),
         (Strings{"top level: unknown member \"bords\"; known are refresh_ms, classes, "
-                 "objects, boards"}));
+                 "objects, boards, group, modules"}));
 }
 
 TEST(ProfileFaults, OfReferencesAreNamedWhereTheyStand) {

@@ -8,7 +8,8 @@ namespace {
 TEST(ProfileMembers, ThatAreUnknownAreNamedBesideTheKnownOnes) {
     EXPECT_EQ(
         fault_of(R"({"classes": [], "objects": [], "refresh": 5})"),
-        "top level: unknown member \"refresh\"; known are refresh_ms, classes, objects, boards");
+        "top level: unknown member \"refresh\"; known are refresh_ms, classes, objects, boards, "
+        "group, modules");
     EXPECT_EQ(
         fault_of(profile_text(R"({"name": "A", "parnet": "B"})", "")),
         "classes[0]: unknown member \"parnet\"; known are name, id, parent, module, properties, "

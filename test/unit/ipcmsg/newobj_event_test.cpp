@@ -72,6 +72,21 @@ TEST_F(NewObjects, AreSentAtTheDocumentedOffsets) {
     EXPECT_EQ(bytes.size(), 94U);
 }
 
+TEST_F(NewObjects, WhoseNameIsNotUtf8AreLeftOutAndLogged) {
+    const std::string output = stdout_of([&] { gather(5, class_a, {"a1", "cut\xc3", "a2"}); });
+    EXPECT_EQ(output, error_line("no notice of a new object: a name is not UTF-8.\n"));
+    ipc_msg_newobj_event(5);
+    ASSERT_EQ(osal::sent().size(), 1U);
+    EXPECT_EQ(names_of(sent_bytes(0)), (Names{"|", "A", "a1", "a2"}));
+}
+
+TEST_F(NewObjects, OfAClassWhoseNameIsNotUtf8AreNotGathered) {
+    const CLS_HANDLE class_c = cls_create_class("C\xc3");
+    stdout_of([&] { gather(5, class_c, {"c1"}); });
+    ipc_msg_newobj_event(5);
+    EXPECT_TRUE(osal::sent().empty());
+}
+
 TEST_F(NewObjects, OfSeveralPortsAreSentInOneMessageEach) {
     gather(5, class_a, {"a1"});
     gather(6, class_b, {"b1"});

@@ -83,6 +83,28 @@ TEST_F(ConcurrentWrite, IsSavedWhole) {
     }
 }
 
+// The mark of what is to be saved changes without the semaphore that the reader holds.
+TEST_F(ConcurrentWrite, ThatIsSavedIsSeenWholeByAReadOfSeveral) {
+    const auto write_and_save = [](int round) {
+        return write("Fan1", "Label", label(letters(round)), PER_MODE_RESET) == 0;
+    };
+    const auto read_several = [](int) {
+        gchar first[] = "Label";
+        gchar second[] = "Speed";
+        GSList tail = {second, nullptr};
+        GSList names = {first, &tail};
+        GSList* values = nullptr;
+        if (lom_multiget_property_value(handle_of("Fan1"), &names, &values) != 0) return false;
+        const std::string text =
+            std::string("'") + g_variant_get_string(static_cast<GVariant*>(values->data), nullptr) +
+            "'";
+        g_slist_free_full(values,
+                          [](gpointer value) { g_variant_unref(static_cast<GVariant*>(value)); });
+        return is_whole(text);
+    };
+    EXPECT_EQ(failed_steps({write_and_save, write_and_save, read_several}), 0);
+}
+
 TEST_F(ConcurrentWrite, ToAReferenceWhoseTextChangesReachesOneOfItsTargets) {
     add_object(
         {.name = "Fan2", .class_name = "Fan", .properties = {number<guint32>("Speed", "u", 0)}});

@@ -40,6 +40,10 @@ void driver_fail_reads_of(const std::string& accessor, gint32 code);
 // Writes to the accessor give this code; DRIVER_OK accepts them again.
 void driver_fail_writes_of(const std::string& accessor, gint32 code);
 
+// The n-th read or write of any accessor from now gives this code; with `from_then_on` all later
+// ones do, too. n = 0 ends it.
+void driver_fail_call(guint n, gint32 code, bool from_then_on = false);
+
 // A call as it came, failing ones included, and how many of the fake semaphores its thread held
 // meanwhile.
 struct DriverRead {
@@ -61,8 +65,11 @@ std::vector<DriverWrite> driver_writes();
 
 // --- named values
 
-// The n-th create_has_property from now returns null.
+// The n-th create_has_property from now returns null; 0 ends it.
 void driver_fail_property(guint n);
+
+// Calls of create_has_property so far.
+gsize driver_property_calls();
 
 // Records made and not yet freed, since the process began.
 gsize driver_live_properties();

@@ -36,8 +36,9 @@ std::vector<Semaphore> created();
 std::vector<Semaphore> freed();
 // Free calls for a pair that was not in use; -1 and -1 are no mistake.
 gsize bad_sem_frees();
-// The n-th creation from now fails.
+// The n-th creation from now fails; it and all later ones do.
 void fail_create(guint n);
+void fail_creates_from(guint n);
 
 // Successful takes and releases since reset(), of all semaphores or of one.
 gsize takes();
@@ -49,8 +50,9 @@ bool is_held(gint32 semid, gint32 member);
 gsize held();
 gsize held_by_this_thread();
 
-// The n-th take of any semaphore from now gives `code`.
+// The n-th take of any semaphore from now gives `code`; it and all later ones do. 0 ends both.
 void fail_take(guint n, gint32 code = OSAL_ERR_SYSTEM);
+void fail_takes_from(guint n, gint32 code = OSAL_ERR_SYSTEM);
 // Every take of this semaphore gives `code`; OSAL_OK ends that.
 void fail_takes_of(gint32 semid, gint32 member, gint32 code = OSAL_ERR_SYSTEM);
 
@@ -72,8 +74,9 @@ std::vector<SentMessage> sent_to(gint32 queue_id);
 gsize send_calls();
 gsize receive_calls();
 
-// The n-th send from now gives `code`.
+// The n-th send from now gives `code`; it and all later ones do. 0 ends both.
 void fail_send(guint n, gint32 code = OSAL_ERR_FULL);
+void fail_sends_from(guint n, gint32 code = OSAL_ERR_FULL);
 // Every send to this queue gives `code`; OSAL_OK ends that.
 void fail_sends_to(gint32 queue_id, gint32 code = OSAL_ERR_FULL);
 // Every receive from this queue gives `code`; OSAL_OK ends that.

@@ -22,6 +22,10 @@ enum class PersistAction { save, read, ask, save_status, remove_status };
 // done call returns. PER_OK ends both.
 void persist_answer(PersistAction action, gint32 code);
 
+// The n-th call of any kind from now fails with this code; with `from_then_on` all later ones do,
+// too. n = 0 ends it.
+void persist_fail_call(guint n, gint32 code, bool from_then_on = false);
+
 // A call as it came, failing ones included, its arguments copied.
 struct PersistCall {
     PersistAction action = PersistAction::save;

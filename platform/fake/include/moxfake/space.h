@@ -13,8 +13,10 @@ namespace mox::fake::space {
 // Frees every live block and forgets spaces, counts and plans.
 void reset();
 
-// The n-th allocation from now gives null; every allocation does until fail_allocations(false).
+// The n-th allocation from now gives null; it and all later ones do; every allocation does until
+// fail_allocations(false), which ends the one before, too.
 void fail_allocation(guint n);
+void fail_allocations_from(guint n);
 void fail_allocations(bool fail);
 // The next shm_creat_space gives null.
 void fail_creation();
