@@ -18,3 +18,15 @@ if(MOX_SANITIZE)
         -fsanitize=${MOX_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
     add_link_options(-fsanitize=${MOX_SANITIZE} -fno-sanitize-recover=all)
 endif()
+
+# For libFuzzer (clang only): all code tells it what it runs; the fuzz programs alone are linked with its main, and the
+# shared libraries find it there.
+set(mox_no_undefined -Wl,--no-undefined)
+option(MOX_FUZZ "build for libFuzzer: see tools/fuzz.sh" OFF)
+if(MOX_FUZZ)
+    if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "Clang" OR NOT MOX_SANITIZE STREQUAL "address,undefined")
+        message(FATAL_ERROR "MOX_FUZZ needs clang and MOX_SANITIZE=address,undefined: use the preset 32-fuzz")
+    endif()
+    add_compile_options(-fsanitize=fuzzer-no-link)
+    set(mox_no_undefined)
+endif()

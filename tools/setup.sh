@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
 # Installs what building needs and is not there yet; a second run finds nothing to do and says nothing.
 #
-#   tools/setup.sh demo|test|bench|bench-check|bench-peers|coverage|install|package|size|abi|docs
+#   tools/setup.sh demo|test|reliability|bench|bench-check|bench-peers|coverage|install|package|size|abi|docs
 #
-# WORDSIZE=32 or 64 narrows it to that word size; without it "test", "bench", "bench-check", "size" and "abi" take
-# both, the others the machine's own. MOX_SKIP_SETUP=1 turns it off, for machines that get the packages another way.
+# WORDSIZE=32 or 64 narrows it to that word size; without it "test", "reliability", "bench", "bench-check", "size" and
+# "abi" take both, the others the machine's own. MOX_SKIP_SETUP=1 turns it off, for machines that get the packages
+# another way.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source tools/packages.sh
@@ -18,12 +19,13 @@ case $level in
     docs) needed=("${packages_docs[@]}") ;;
     abi) needed=("${packages_demo[@]}" "${packages_abi[@]}") ;;
     test) needed=("${packages_demo[@]}" "${packages_test[@]}") ;;
+    reliability) needed=("${packages_demo[@]}" "${packages_test[@]}" "${packages_reliability[@]}") ;;
     bench-check) needed=("${packages_demo[@]}" "${packages_bench_check[@]}") ;;
     bench-peers) needed=("${packages_demo[@]}" "${packages_bench_peers[@]}") ;;
     bench) needed=("${packages_demo[@]}" "${packages_bench[@]}") ;;
     coverage) needed=("${packages_demo[@]}" "${packages_test[@]}" "${packages_coverage[@]}") ;;
     *)
-        say "usage: tools/setup.sh demo|test|bench|bench-check|bench-peers|coverage|install|package|size|abi|docs"
+        say "usage: tools/setup.sh demo|test|reliability|bench|bench-check|bench-peers|coverage|install|package|size|abi|docs"
         exit 2
         ;;
 esac

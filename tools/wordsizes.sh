@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
 # Prints the word sizes to build for, "32", "64" or "32 64".
 #
-#   tools/wordsizes.sh demo|test|bench|bench-check|bench-peers|coverage|install|package|size|abi|docs
+#   tools/wordsizes.sh demo|test|reliability|bench|bench-check|bench-peers|coverage|install|package|size|abi|docs
 #
-# WORDSIZE in the environment decides; otherwise "test", "bench", "bench-check", "size" and "abi" take all that this
-# machine can build and run, and the others its own word size.
+# WORDSIZE in the environment decides; otherwise "test", "reliability", "bench", "bench-check", "size" and "abi" take all
+# that this machine can build and run, and the others its own word size.
 set -euo pipefail
 
 native=$(getconf LONG_BIT)
@@ -19,7 +19,7 @@ fi
 wanted=${WORDSIZE:-}
 if [[ -z $wanted ]]; then
     case ${1:-} in
-        test | bench | bench-check | size | abi) echo "$possible" ;;
+        test | reliability | bench | bench-check | size | abi) echo "$possible" ;;
         *) echo "$native" ;;
     esac
     exit 0
