@@ -5,7 +5,7 @@
 
 .DEFAULT_GOAL := help
 .NOTPARALLEL:
-.PHONY: help demo test build check coverage bench bench-peers bench-check bench-check-accept install package size abi abi-record docs format clean distclean
+.PHONY: help demo test reliability build check coverage bench bench-peers bench-check bench-check-accept install package size abi abi-record docs format clean distclean
 
 SHELL := /bin/bash
 .SHELLFLAGS := -euo pipefail -c
@@ -22,6 +22,10 @@ demo: ## build for this machine's word size and show two processes sharing one o
 
 test: ## everything: all tests on both word sizes, with sanitizers and optimised, then the checks
 	@tools/test.sh
+
+reliability: ## break it on purpose for a quarter of an hour; the figures in docs/RELIABILITY.md
+	@tools/setup.sh reliability
+	@tools/reliability.sh
 
 build: ## the optimised build of each word size, tests included
 	@tools/setup.sh test

@@ -1,0 +1,34 @@
+// The model of the run: what each module writes, and what is plugged.
+#ifndef MOX_KILL_OWNER_MODEL_HPP
+#define MOX_KILL_OWNER_MODEL_HPP
+
+#include <array>
+#include <string>
+
+#include "shared_page.hpp"
+
+namespace mox::kill_owner {
+
+// Of the modules, in the page's order.
+inline constexpr std::array<const char*, modules> module_names = {"saver0", "saver1", "reader"};
+
+// The savers' objects, and their properties in the order of what is saved: numbers that are saved
+// under each mode, and a text that repeats one number.
+inline constexpr std::array<const char*, savers> stores = {"Store0", "Store1"};
+inline constexpr std::array<const char*, saved_kinds> saved_names = {"Always", "Off", "Reset",
+                                                                     "Text"};
+
+inline constexpr const char* sensor = "Tank";  // its Level comes from the chip
+inline constexpr const char* board = "fans";   // not plugged at the start
+
+// chip: the file behind the accessor.
+std::string profile(const std::string& chip);
+
+// A number as the text that is saved for it, and back; -1 for a text that is none, such as one of
+// two halves.
+std::string text_of(std::int32_t number);
+std::int32_t number_of(const std::string& text);
+
+}  // namespace mox::kill_owner
+
+#endif
