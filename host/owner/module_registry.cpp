@@ -51,7 +51,7 @@ std::variant<const JoinedModule*, std::string> ModuleRegistry::join(const std::s
         return std::string("the owner could not make a message queue (its log says why)");
     }
     std::optional<JoinedModule>& place = modules_[static_cast<std::size_t>(free_id)];
-    place = JoinedModule{name, type, pid, free_id, queue_id, g_get_real_time()};
+    place = JoinedModule{name, type, pid, free_id, queue_id, g_get_real_time(), ++joins_};
     count_lost_for(free_id, queue_id);
     pub_debug_print(MX_DBG_INSIGHT, "module %s joined: pid %d, bitmap id %d, queue %d.\n",
                     name.c_str(), pid, free_id, queue_id);

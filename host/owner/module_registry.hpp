@@ -21,7 +21,8 @@ struct JoinedModule {
     gint32 pid = 0;
     gint32 bitmap_id = 0;
     gint32 queue_id = 0;
-    gint64 joined_us = 0;  // since 1970
+    gint64 joined_us = 0;     // since 1970
+    guint64 join_number = 0;  // counts the joins
 };
 
 inline constexpr gint32 owner_id = 0;
@@ -56,6 +57,7 @@ private:
     ListenerLists& lists_;
     RemovedObjects& removed_;
     std::array<std::optional<JoinedModule>, highest_bitmap_id + 1> modules_;  // by bitmap id
+    guint64 joins_ = 0;
 };
 
 // A queue of this process; 0, which stands for "no port", when there is none to be had (logged).

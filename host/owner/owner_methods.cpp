@@ -148,7 +148,6 @@ GVariant* OwnerMethods::join(Session& session, GVariant* arguments) {
         refuse(wire::error_refused, *cause);
     }
     session.module = std::get<const JoinedModule*>(result);
-    add_routes(*session.module, model_.profile().classes);
     return g_variant_new(wire::join_reply, session.module->bitmap_id, session.module->queue_id,
                          address(cls_get_share_base()), address(clt_get_class_tree_addr()),
                          address(read_stamp_table()), address(loss_table()), pool_.id, pool_.bytes);

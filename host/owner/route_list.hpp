@@ -11,13 +11,9 @@
 
 namespace mox::host {
 
-// Adds the routes of a module that has just joined to this process's table: its own and those of
-// its classes. A module's bitmap id stands for its RPC port: calls to it would go by its
-// connection, which that id names.
-void add_routes(const JoinedModule& module, const std::vector<ClassDef>& classes);
-
-// The routes of the modules that are joined now, the newest first. The table keeps those of modules
-// that have left; they are passed over here.
+// The routes of the modules that are joined now: the newest module's first, its classes' before its
+// own, the last class first. A module's bitmap id stands for its RPC port: calls to it would go by
+// its connection, which that id names.
 std::vector<ROUTE_S> live_routes(const ModuleRegistry& registry,
                                  const std::vector<ClassDef>& classes);
 
