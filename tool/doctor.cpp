@@ -138,10 +138,9 @@ const Verb doctor_verb = {
         "messages and segments, locks between processes, what dead owners left, and\n"
         "the owner's directories. One line for each check: ok, warn (it runs, with\n"
         "less than it could have) or FAIL, what was found, and below it the cure, with a\n"
-        "command for a shell on a line of its own. An owner of this user that does not\n"
-        "answer a call within 2 seconds fails.\n"
-        "Exit code 1 when a check fails; warnings alone give 0. Run it as the user\n"
-        "that is to run the owner.",
+        "command for a shell on a line of its own. An owner that does not answer a call\n"
+        "within 2 seconds fails. Exit code 1 when a check fails; warnings alone give 0.\n"
+        "Run it as the user that is to run the owner.",
     .example = "moxctl doctor\nmoxctl doctor --json",
     .options = options,
     .run = run,

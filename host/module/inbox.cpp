@@ -118,7 +118,7 @@ struct Inbox::State {
         const LostFunc func = std::move(on_lost);
         on_lost = nullptr;
         func();
-        owes_lost = false;
+        owes_lost = on_lost != nullptr;
     }
 };
 

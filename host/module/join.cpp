@@ -1,6 +1,6 @@
-// Joining and leaving. The order of a join: connection, comparison of the builds, pool, classes,
-// ids, hooks, queue. What fails on the way closes the connection, and the owner then undoes its
-// part.
+// Joining and leaving. The order of a join: connection, comparison of the builds,
+// what limits overrides, pool, classes, ids, hooks, queue. What fails on the way closes the
+// connection, and the owner then undoes its part.
 #include <classnode.h>
 #include <classtree.h>
 #include <lom.h>
@@ -220,7 +220,6 @@ void moxhost_leave(MoxHostModule* module) {
     module->inbox.reset();
     remove_store_hooks();
     remove_object_hooks();
-    remove_override_check();
     // An owner that noticed the lost connection has cleared this module's bits already, and may
     // have given them to another one.
     if (owner_link().is_lost()) {
@@ -231,6 +230,7 @@ void moxhost_leave(MoxHostModule* module) {
     // Without an answer the owner notices the closed connection, or is gone itself.
     owner_link().call("Leave", nullptr, wire::empty_reply, nullptr);
     owner_link().close();
+    remove_override_check();  // without a link it refuses, so no override slips by meanwhile
     // A copy that is held here all the same must not clear the bit of a later module.
     lom_set_bitmap_id(0);
     ipc_msg_set_port(0);

@@ -99,6 +99,7 @@ void restart() {
                     "and start it again.\n",
                     cause.c_str());
     own.is_wanted = false;
+    stop_looking();
     if (own.func != nullptr) {
         GError* failure = nullptr;
         set_error(&failure, MOXHOST_ERROR_FAILED,

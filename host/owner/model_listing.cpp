@@ -31,10 +31,12 @@ bool is_reference(const SERIALISED_PROPERTY_S& property) {
 }
 
 // The text that a property of type "s" has in memory. The object's lock is not taken, because a
-// listing must not wait for who holds it: a text that changes meanwhile may be told half changed.
+// listing must not wait for who holds it: a text that is being changed is told as none, or,
+// when that begins meanwhile, half changed.
 // Only the owner's own thread, this one, moves a value to other memory.
 std::string stored_text(SERIALISED_PROPERTY_S& property) {
-    const auto* const bytes = static_cast<const char*>(property.data);
+    const bool is_whole = (read_now(property.state.all) & PROPERTY_STATE_HALF_WRITTEN) == 0;
+    const auto* const bytes = is_whole ? static_cast<const char*>(property.data) : nullptr;
     const gsize size = std::min(read_now(property.size), read_now(property.capacity));
     return bytes == nullptr ? std::string() : std::string(bytes, strnlen(bytes, size));
 }

@@ -15,7 +15,7 @@ struct OwnerGroup {
 };
 
 // Makes the group this process's own: what it makes from now on belongs to it, and to no other
-// group. Before anything is made, and before there are threads. Nothing for the name "". Throws a
+// group. Before anything is made. Nothing for the name "". Throws a
 // StartError for a group that does not exist, or that this process may not take.
 std::optional<OwnerGroup> take_group(const std::string& name);
 

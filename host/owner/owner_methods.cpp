@@ -71,7 +71,7 @@ void OwnerMethods::end(Session& session) {
     if (session.module != nullptr) {
         registry_.leave(session.module->bitmap_id);
         session.module = nullptr;
-        mend_half_written(model_);  // it did not leave, so it may have died at a write
+        mend_half_written(model_);  // it may have died at a write
     }
 }
 

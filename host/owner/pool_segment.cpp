@@ -101,7 +101,8 @@ OwnPool::OwnPool(Reach reach) {
 }
 
 // The library makes the segment for everybody. What is mapped stays mapped, so whoever was fast
-// enough is looked for afterwards.
+// enough is looked for afterwards, also when it has gone again: the last to map or let go is this
+// process, which mapped it once.
 void OwnPool::narrow(Reach reach) const {
     constexpr mode_t all_modes = 0777;
     constexpr mode_t user_mode = 0600;
@@ -116,7 +117,7 @@ void OwnPool::narrow(Reach reach) const {
     if (!is_done) {
         throw StartError{"the modes of the pool segment cannot be set: " + error_text(errno)};
     }
-    if (status.shm_nattch != 1) {
+    if (status.shm_nattch != 1 || status.shm_lpid != getpid()) {
         throw StartError{
             "another process mapped the pool segment before it was closed to others; "
             "find out which one does that, and start anew"};

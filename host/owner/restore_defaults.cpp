@@ -41,11 +41,14 @@ GVariant* value_of(const std::string& type, const std::string& bytes) {
                                                       bytes.size(), FALSE, g_free, copy));
 }
 
-void write_saved_or_first(const PropertyPlace& place, std::optional<PER_MODE_E> left) {
-    const std::string bytes =
-        (left ? saved_value(*place.object, *place.property, *left) : std::nullopt)
-            .value_or(place.property->bytes);
-    GVariant* const value = value_of(place.property->type, bytes);
+std::string bytes_left(const PropertyPlace& place, std::optional<PER_MODE_E> left) {
+    return (left ? saved_value(*place.object, *place.property, *left) : std::nullopt)
+        .value_or(place.property->bytes);
+}
+
+// Writes the value that is left in the store, else the profile's.
+void write_what_is_left(const PropertyPlace& place, std::optional<PER_MODE_E> left) {
+    GVariant* const value = value_of(place.property->type, bytes_left(place, left));
     const WritableForNow writable(place.object->name);
     const gint32 result = lom_set_property_value(writable.handle(), place.property->name.c_str(),
                                                  value, PER_MODE_NOSUPPORT, FALSE);
@@ -69,7 +72,7 @@ gint32 restore_defaults(const ModelIndex& model) {
     for (const Losing& one : losing) {
         const std::optional<PER_MODE_E> left = newest_mode(*one.place.object, *one.place.property);
         if (left != one.mode) {
-            write_saved_or_first(one.place, left);
+            write_what_is_left(one.place, left);
         }
     }
     for (const ObjectDef* const object : model.objects_of("")) {
@@ -78,8 +81,10 @@ gint32 restore_defaults(const ModelIndex& model) {
     return status;
 }
 
-void write_what_is_left(const PropertyPlace& place) {
-    write_saved_or_first(place, newest_mode(*place.object, *place.property));
+ValueLeft value_left(const PropertyPlace& place) {
+    std::string bytes = bytes_left(place, newest_mode(*place.object, *place.property));
+    GVariant* const value = value_of(place.property->type, bytes);
+    return {std::move(bytes), std::unique_ptr<GVariant, UnrefValue>(value)};
 }
 
 }  // namespace mox::host

@@ -4,6 +4,9 @@
 
 #include <glib.h>
 
+#include <memory>
+#include <string>
+
 #include "model/model_index.hpp"
 
 namespace mox::host {
@@ -16,9 +19,16 @@ namespace mox::host {
 // nothing is forgotten and no property is changed.
 gint32 restore_defaults(const ModelIndex& model);
 
-// Writes the newest saved value of a property, else the profile's, and announces it. A failure is
-// logged.
-void write_what_is_left(const PropertyPlace& place);
+struct UnrefValue {
+    void operator()(GVariant* value) const { g_variant_unref(value); }
+};
+
+// The newest saved value of a property, else the profile's.
+struct ValueLeft {
+    std::string bytes;
+    std::unique_ptr<GVariant, UnrefValue> value;
+};
+ValueLeft value_left(const PropertyPlace& place);
 
 }  // namespace mox::host
 

@@ -90,7 +90,11 @@ void RunDir::check() const {
 void RunDir::let_pass(const OwnerGroup& group) const {
     const int directory = open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
     struct stat status = {};
+    if (directory >= 0) {
+        errno = EPERM;  // stands when the directory has become another user's meanwhile
+    }
     const bool is_done = directory >= 0 && fstat(directory, &status) == 0 &&
+                         status.st_uid == geteuid() &&
                          fchown(directory, static_cast<uid_t>(-1), group.id) == 0 &&
                          fchmod(directory, (status.st_mode & all_modes) | S_IXGRP) == 0;
     const int error = errno;

@@ -60,6 +60,16 @@ Peer this_process() {
     return self;
 }
 
+// Whether only root, the owner or this process's user can make entries beside the run directory.
+static bool has_safe_parent(const std::string& run_dir, const Peer& owner, const Peer& self) {
+    gchar* const path = g_path_get_dirname(run_dir.c_str());
+    struct stat parent = {};
+    const bool is_there = lstat(path, &parent) == 0 && S_ISDIR(parent.st_mode);
+    g_free(path);
+    return is_there && (parent.st_mode & (S_IWGRP | S_IWOTH)) == 0 &&
+           (parent.st_uid == 0 || parent.st_uid == owner.user || parent.st_uid == self.user);
+}
+
 std::string distrust(const Peer& owner, const Peer& self, const std::string& run_dir) {
     if (owner.user == self.user || owner.user == 0) {
         return {};
@@ -71,6 +81,9 @@ std::string distrust(const Peer& owner, const Peer& self, const std::string& run
     if (lstat(run_dir.c_str(), &directory) != 0 ||
         lstat(socket_path(run_dir).c_str(), &socket) != 0 || !S_ISDIR(directory.st_mode)) {
         return who + "its run directory cannot be looked at";
+    }
+    if (!has_safe_parent(run_dir, owner, self)) {
+        return who + "others can put a run directory where it lies";
     }
     if (directory.st_uid != owner.user || socket.st_uid != owner.user ||
         (directory.st_mode & (S_IWGRP | S_IWOTH)) != 0) {

@@ -26,8 +26,8 @@ Peer this_process();
 
 // Why a process must not join the owner whose socket lies in a run directory; "" when it may. It
 // may when the owner runs as its own user or as root; or when the owner's user has the directory
-// and the socket, nobody else can write in the directory, and the socket is for a group of the
-// process: then it was that owner who was to be found there.
+// and the socket, nobody else can write in the directory or the one that it lies in, and the socket
+// is for a group of the process: then it was that owner who was to be found there.
 std::string distrust(const Peer& owner, const Peer& self, const std::string& run_dir);
 
 }  // namespace mox::host::wire

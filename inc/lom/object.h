@@ -52,7 +52,8 @@ typedef union tag_property_state {
 
 /* Of the reserved bits, which are zero at all other times: set in PROPERTY_STATE_S.all while bytes
  * are put in place. Seen with the object's semaphore held it was left by a process that died at
- * that, and the value is read by nobody until the next one is stored. */
+ * that, or there was no room in the pool for the first value: the value is read by nobody until the
+ * next one is stored. */
 #define PROPERTY_STATE_HALF_WRITTEN (1U << 7)
 
 /* One property of an object, in the pool. */

@@ -64,7 +64,8 @@ typedef gint32 (*RemoteGetSavedValueFunc)(const gchar* object_name, const gchar*
                                           PER_MODE_E save_opt);
 /* Judges whether this process may force a property's value, or let it go again; 0 permits, any
  * other status refuses and is what the caller gets. The names are those of the property that is
- * forced in the end, behind all references, and valid for the call. Called without locks. */
+ * forced in the end, behind all references, and for the end of an override of the one that was
+ * named; valid for the call. Called without locks. */
 typedef gint32 (*OverrideCheckFunc)(const gchar* object_name, const gchar* property_name);
 
 /* Install the hooks; null uninstalls. At start, before other threads use the library. */

@@ -96,6 +96,10 @@ void ipc_msg_collect_obj(gint32 ipc_port, CLS_HANDLE class_handle, GSList* objec
             names.push_back(static_cast<const gchar*>(item->data));
         }
     }
+    const bool has_names = names.size() > 2;
+    if (!has_names && object_name_list->data != nullptr) {
+        return;  // none of them can be told
+    }
     GVariant* entry =
         g_variant_ref_sink(g_variant_new_strv(names.data(), static_cast<gssize>(names.size())));
     gpointer key = GINT_TO_POINTER(ipc_port);

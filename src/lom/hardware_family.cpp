@@ -17,6 +17,7 @@
 #include "lom/property.hpp"
 #include "lom/property_state.hpp"
 #include "lom/semaphore_guard.hpp"
+#include "lom/stored_bytes.hpp"
 
 namespace mox {
 namespace {
@@ -31,7 +32,8 @@ void copy_name(gconstpointer bytes, gsize size, gchar (&name)[PUB_NAME_LENGTH]) 
 
 // Copies a name where it lies. False when it is not the text of this very property.
 bool is_copied_in_place(const SERIALISED_PROPERTY_S& property, gchar (&name)[PUB_NAME_LENGTH]) {
-    if (property.type[0] != 's' || property.type[1] != '\0' || is_reference(property)) {
+    if (property.type[0] != 's' || property.type[1] != '\0' || is_reference(property) ||
+        is_half_written(property)) {
         return false;
     }
     copy_name(property.data, std::min(property.size, property.capacity), name);

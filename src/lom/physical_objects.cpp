@@ -15,6 +15,7 @@
 #include "lom/property.hpp"
 #include "lom/property_state.hpp"
 #include "lom/semaphore_guard.hpp"
+#include "lom/stored_bytes.hpp"
 
 namespace {
 
@@ -38,8 +39,8 @@ void prepend_value(GSList*& list, const gchar* name, GVariant* value) {
 }
 
 // The values of an object's properties, in class order; null for references, for bytes that make no
-// value, and for all when the semaphore cannot be had. A thread that holds it already reads its own
-// bytes.
+// value or that a dead writer left, and for all when the semaphore cannot be had. A thread that
+// holds it already reads its own bytes.
 std::vector<GVariant*> stored_values(const OBJECT_HEAD_S& object) {
     std::vector<GVariant*> values;
     values.reserve(object.property_count);
@@ -48,7 +49,7 @@ std::vector<GVariant*> stored_values(const OBJECT_HEAD_S& object) {
     for (const SERIALISED_PROPERTY_S* property = object.property_entry; property != nullptr;
          property = property->next_ptr) {
         GVariant* value = nullptr;
-        if (is_readable && !mox::is_reference(*property)) {
+        if (is_readable && !mox::is_reference(*property) && !mox::is_half_written(*property)) {
             const gsize size = std::min(property->size, property->capacity);
             value = mox::value_of_bytes(property->type, g_memdup2(property->data, size), size);
         }

@@ -33,6 +33,11 @@ inline void clear_state(SERIALISED_PROPERTY_S& property, guint32 bits) {
     std::atomic_ref<guint32>(property.state.all).fetch_and(~bits, std::memory_order_relaxed);
 }
 
+// The word as it is to be kept: without what only says that a value is being put in place.
+inline guint32 lasting_state(const SERIALISED_PROPERTY_S& property) {
+    return read_published(property.state.all) & ~guint32{kHalfWritten};
+}
+
 inline bool is_writable(const OBJECT_HEAD_S& object) {
     return read_published(object.capability) == OBJECT_READ_WRITE;
 }

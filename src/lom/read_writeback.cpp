@@ -43,6 +43,9 @@ GVariant* store_if_new(SERIALISED_PROPERTY_S& property, const TLV_S& fresh) {
          std::memcmp(fresh.data, property.data, comparable) == 0)) {
         return nullptr;
     }
+    if (is_half_written(property) && fresh.size < size) {
+        return nullptr;  // its end would stay as the dead writer left it
+    }
     store_fresh(property, fresh);
     set_state(property, kSynced);
     return value_in_place(property.type, fresh.data, std::min(size, gsize{fresh.size}));

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "lom/semaphore_guard.hpp"
+#include "lom/stored_bytes.hpp"
 
 namespace mox {
 namespace {
@@ -23,7 +24,7 @@ bool copy_piece(gchar (&piece)[ReferenceTarget::kPieceLength], const gchar* text
 
 gint32 split_reference(const SERIALISED_PROPERTY_S& property, ReferenceTarget& target) {
     const auto* text = static_cast<const gchar*>(property.data);
-    if (text == nullptr) {
+    if (text == nullptr || is_half_written(property)) {
         return MOX_ERR_INTERNAL;
     }
     const gsize length = strnlen(text, std::min(property.size, property.capacity));

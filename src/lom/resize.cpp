@@ -19,16 +19,20 @@ gint32 store_resized(const OBJECT_HEAD_S& object, SERIALISED_PROPERTY_S& propert
     if (!semaphore) {
         return MOX_ERR_SEMAPHORE;
     }
+    gpointer block = nullptr;
     if (pub_str_type_check(type) == GVARIANT_DYNAMIC && property.capacity < size) {
-        gpointer block = shm_alloc0(size);
+        block = shm_alloc0(size);
         if (block == nullptr) {
             return MOX_ERR_INTERNAL;  // the old value stays whole
         }
-        shm_free(property.data);
-        property.data = block;
-        mox::publish(property.capacity, gsize{size});  // writers compare with it before they lock
     }
     const mox::HalfWrittenMark mark(property);
+    if (block != nullptr) {
+        gpointer old = property.data;
+        property.data = block;
+        mox::publish(property.capacity, gsize{size});  // writers compare with it before they lock
+        shm_free(old);
+    }
     mox::publish(property.size, gsize{size});  // live reads look at it before they lock
     mox::set_state(property, mox::kSynced);
     MOX_LOG_COPY(MOX_COPY_FAILED_SPACED, "lom",

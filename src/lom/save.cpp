@@ -68,7 +68,7 @@ gint32 save_bytes(const mox::WriteTarget& target, const SavedBytes& bytes, PER_M
 gint32 record_static(const mox::WriteTarget& target) {
     mox::set_state(*target.property, mox::kStaticSaved);
     const gint32 result = cfg_status_save(target.object->object_name, target.name,
-                                          mox::read_published(target.property->state.all));
+                                          mox::lasting_state(*target.property));
     if (result < PER_OK) {
         pub_debug_print(MX_DBG_ERR, "save %s.%s status failed %d", target.object->object_name,
                         target.name, result);

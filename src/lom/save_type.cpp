@@ -15,7 +15,7 @@ namespace {
 gint32 note_static(const mox::WriteTarget& target) {
     mox::set_state(*target.property, mox::kStaticSaved);
     const gint32 result = cfg_status_save(target.object->object_name, target.name,
-                                          mox::read_published(target.property->state.all));
+                                          mox::lasting_state(*target.property));
     if (result < PER_OK) {
         pub_debug_print(MX_DBG_ERR, "save %s.%s status failed %d\n", target.object->object_name,
                         target.name, result);

@@ -22,9 +22,12 @@ gint32 store(const OBJECT_HEAD_S& object, SERIALISED_PROPERTY_S& property,
     }
     is_changed = !value.equals_stored(property);
     if (is_changed) {
+        // First: who finds the new bytes finds the mark, too, and saves them, even when this
+        // process dies in between.
+        mox::set_state(property, mox::kModified);
         value.store(property);
     }
-    mox::set_state(property, is_changed ? mox::kModified | mox::kSynced : mox::kSynced);
+    mox::set_state(property, mox::kSynced);
     return MOX_OK;
 }
 

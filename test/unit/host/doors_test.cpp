@@ -48,7 +48,9 @@ protected:
     RunDirectory() {
         char name[] = "/tmp/mox-doors-XXXXXX";
         EXPECT_NE(mkdtemp(name), nullptr);
-        path_ = name;
+        parent_ = name;
+        path_ = parent_ + "/run";
+        EXPECT_EQ(mkdir(path_.c_str(), 0700), 0);
         sockaddr_un address = {};
         address.sun_family = AF_UNIX;
         std::strncpy(address.sun_path, host::wire::socket_path(path_).c_str(),
@@ -59,7 +61,7 @@ protected:
     }
     ~RunDirectory() override {
         close(socket_);
-        std::filesystem::remove_all(path_);
+        std::filesystem::remove_all(parent_);
     }
 
     void set_modes(mode_t directory, mode_t socket) const {
@@ -73,6 +75,7 @@ protected:
         return host::wire::distrust({owner, {}, 1}, self, path_);
     }
 
+    std::string parent_;
     std::string path_;
     int socket_ = -1;
 };
@@ -118,6 +121,11 @@ TEST_F(ForeignRunDirectory, IsNotTrustedWhenOthersMayWriteThere) {
     set_modes(0730, 0660);
     EXPECT_NE(distrust(foreign_, {getegid()}), "");
     set_modes(0712, 0660);
+    EXPECT_NE(distrust(foreign_, {getegid()}), "");
+}
+
+TEST_F(ForeignRunDirectory, IsNotTrustedWhereOthersCanPutOne) {
+    EXPECT_EQ(chmod(parent_.c_str(), 01777), 0);
     EXPECT_NE(distrust(foreign_, {getegid()}), "");
 }
 

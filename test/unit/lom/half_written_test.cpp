@@ -79,6 +79,14 @@ TEST_F(HalfWritten, IsNoInputOfAFormula) {
     EXPECT_EQ(read_code("Sum", "Value", TRUE), MOX_ERR_INTERNAL);
 }
 
+TEST_F(HalfWritten, IsNotFollowedAsAReference) {
+    add_object({.name = "Sign", .properties = {reference("To", "Sensor.A")}});
+    ASSERT_EQ(read_code("Sign", "To", FALSE), MOX_OK);
+    leave_half_written("Sign", "To");
+    EXPECT_EQ(read_code("Sign", "To", FALSE), MOX_ERR_INTERNAL);
+    EXPECT_EQ(multiget_code("Sign", {"To"}), MOX_ERR_INTERNAL);
+}
+
 TEST_F(HalfWritten, ResultOfAFormulaIsComputedAnew) {
     add_formula("X + Y");
     ASSERT_EQ(live_value("Sum", "Value"), "3.0");
