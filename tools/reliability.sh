@@ -17,6 +17,11 @@ elif (($# > 0)); then
     exit 2
 fi
 
+if [[ -n ${WORDSIZE:-} ]]; then
+    echo "reliability: needs both word sizes; run it without WORDSIZE" >&2
+    exit 2
+fi
+
 rows=build/reliability.rows
 mkdir -p build
 : >"$rows"
@@ -32,13 +37,21 @@ keep_rows() {
         echo "reliability: failed at: $heading (output above)" >&2
         exit 1
     fi
-    grep '^| ' "$log" | tee -a "$rows"
+    if ! grep '^| ' "$log" | tee -a "$rows"; then
+        cat "$log" >&2
+        echo "reliability: no figures from: $heading (output above)" >&2
+        exit 1
+    fi
 }
 
 # every_test <preset> <label>: the tests of one label, and how many they were.
 every_test() {
-    tools/under-preset.sh "$1" ctest --preset "$1" --label-regex "$2" |
-        sed -nE 's/^100% tests passed, 0 tests failed out of ([0-9]+)$/| tests, each with every single failure | \1 passed |/p'
+    local log=build/$1/reliability.ctest.log
+    if ! tools/under-preset.sh "$1" ctest --preset "$1" --label-regex "$2" >"$log" 2>&1; then
+        cat "$log"
+        return 1
+    fi
+    sed -nE 's/^100% tests passed, 0 tests failed out of ([0-9]+)$/| tests, each with every single failure | \1 passed |/p' "$log"
 }
 
 tools/build.sh 32-release moxd moxctl kill_modules kill_owner full_queues soak

@@ -89,7 +89,7 @@ TEST(WholeModel, SurvivesEveryNamedValueOfTheHardwareThatIsNotToBeMade) {
 
 class StoreCode : public ::testing::TestWithParam<gint32> {};
 
-TEST_P(StoreCode, OfAnyCallIsHandedOnAndTheModelSurvivesIt) {
+TEST_P(StoreCode, OfAnyCallIsSurvivedByTheModel) {
     const gint32 code = GetParam();
     expect_model_survives(
         {.plan = [code](guint n,

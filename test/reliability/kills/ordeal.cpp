@@ -119,7 +119,9 @@ Traced Ordeal::kill_at_step(const Operation& operation, Step step, unsigned at) 
         shared_page().killed_at_ms = killed.ms;
     });
     judge(operation, killed);
-    ++(step == Step::system_call ? figures_.at_system_calls : figures_.at_instructions);
+    if (!traced.has_reached_end) {
+        ++(step == Step::system_call ? figures_.at_system_calls : figures_.at_instructions);
+    }
     return traced;
 }
 

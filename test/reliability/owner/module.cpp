@@ -130,14 +130,16 @@ gboolean work(gpointer data) {
     }
     if (life.number < savers ? save_next(life) : read_all(life)) {
         life.state().worked_us = now_us();
+        std::uint32_t none = 0;
+        life.state().first_work_us.compare_exchange_strong(none, life.state().worked_us);
     }
     return G_SOURCE_CONTINUE;
 }
 
 void on_lost(MoxHostModule*, gpointer data) {
     ModuleState& state = static_cast<Life*>(data)->state();
-    state.is_lost = 1;
     state.noticed_us = now_us();
+    state.is_lost = 1;
 }
 
 void on_restart(MoxHostModule*, const GError* failure, gpointer data) {
@@ -167,6 +169,7 @@ int live(const char* run_dir, std::size_t number) {
         fail(life, error->message);
     }
     state.restarts = moxhost_restart_count();
+    state.first_work_us = 0;
     state.joined_us = now_us();
     state.is_lost = 0;
     const std::uint32_t this_life = ++state.lives;

@@ -135,15 +135,17 @@ void Rounds::learn_start_and_stop() {
 void Rounds::kill_at_step(const std::string& operation, double part) {
     const unsigned steps = lengths_.at(operation).steps;
     const auto step = std::min(steps, 1 + static_cast<unsigned>(part * steps));
+    unsigned made = 0;
     doing_ = operation + ", kill at step " + std::to_string(step) + " of " + std::to_string(steps);
     if (operation == "start") {
         stop_and_expect_notice();
         stage_.spawn_owner(Process::Trace::yes);
-        stage_.owner().run_steps(step, [this] { return stage_.is_owner_ready(); });
+        made = stage_.owner().run_steps(step, [this] { return stage_.is_owner_ready(); });
     } else {
-        steps_of_operation(operation, step);
+        made = steps_of_operation(operation, step);
     }
-    figures_.at_steps += kill_and_check() ? 1U : 0U;
+    // It may have been over before the step.
+    figures_.at_steps += kill_and_check() && made == step ? 1U : 0U;
 }
 
 void Rounds::kill_at_random(const std::string& operation) {
@@ -266,6 +268,11 @@ void Rounds::expect_back() {
         if (us > limit_us) {
             throw Failed(std::string(module_names.at(number)) + " was back after " +
                          milliseconds(us) + ": " + states());
+        }
+        if (page().module.at(number).first_work_us >
+            std::max(joined, stage_.ready_us()) + limit_us) {
+            throw Failed(std::string(module_names.at(number)) +
+                         " joined, but did not read and write within 1 s: " + states());
         }
     }
 }

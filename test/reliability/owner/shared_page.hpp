@@ -19,16 +19,17 @@ inline constexpr std::size_t saved_kinds = 4;  // a number for each mode of savi
 
 // Written by the module.
 struct ModuleState {
-    std::atomic<std::uint32_t> lives;        // joins
-    std::atomic<std::uint32_t> restarts;     // as the library counts them
-    std::atomic<std::uint32_t> joined_us;    // the last join
-    std::atomic<std::uint32_t> noticed_us;   // when it was told last that its owner is gone
-    std::atomic<std::uint32_t> kept_us;      // when it was asked last for what it wants kept
-    std::atomic<std::uint32_t> executed_us;  // when its present life began
-    std::atomic<std::uint32_t> is_lost;      // told of the loss, and not joined again
-    std::atomic<std::uint32_t> checked;      // the life that has compared what was saved
-    std::atomic<std::uint32_t> worked_us;    // when it last did all of its work with success
-    std::atomic<std::uint32_t> compared;     // values that were compared with what was saved
+    std::atomic<std::uint32_t> lives;          // joins
+    std::atomic<std::uint32_t> restarts;       // as the library counts them
+    std::atomic<std::uint32_t> joined_us;      // the last join
+    std::atomic<std::uint32_t> noticed_us;     // when it was told last that its owner is gone
+    std::atomic<std::uint32_t> kept_us;        // when it was asked last for what it wants kept
+    std::atomic<std::uint32_t> executed_us;    // when its present life began
+    std::atomic<std::uint32_t> is_lost;        // told of the loss, and not joined again
+    std::atomic<std::uint32_t> checked;        // the life that has compared what was saved
+    std::atomic<std::uint32_t> first_work_us;  // the first of these since the last join; 0: none
+    std::atomic<std::uint32_t> worked_us;      // when it last did all of its work with success
+    std::atomic<std::uint32_t> compared;       // values that were compared with what was saved
 };
 
 // Written by the saver.
