@@ -13,6 +13,8 @@
 #include <random>
 #include <string>
 
+#include "ipc_namespace.hpp"
+
 namespace mox::test {
 
 struct RunOptions {
@@ -58,6 +60,14 @@ inline RunOptions read_options(int argc, char** argv) {
     seed_of_run() = options.seed;
     std::fprintf(stderr, "%s: seed %u, %s run\n", argv[0], options.seed,
                  options.is_short ? "short" : "long");
+    return options;
+}
+
+// For the first line of main: the command line, and a System V namespace of this run's own.
+inline RunOptions begin_run(int argc, char** argv) {
+    const RunOptions options = read_options(argc, argv);
+    const std::string failure = enter_ipc_namespace();
+    require(failure.empty(), failure);
     return options;
 }
 

@@ -33,7 +33,7 @@ struct Plan {
 
     unsigned random_kills() const { return is_short ? 1 : 25; }
     unsigned system_calls_at_most() const { return is_short ? 2 : 120; }
-    unsigned instructions_at_most() const { return is_short ? 1 : 45; }
+    unsigned instructions_at_most() const { return is_short ? 5 : 45; }
 };
 
 Plan plan_of(int count, char** arguments) {
@@ -57,16 +57,25 @@ Plan plan_of(int count, char** arguments) {
 // microseconds.
 constexpr unsigned most_steps_in_all = 1500000;
 
-// Kills once behind the operation, to count its steps, and then at each of so many of them that
-// they are spread over all; at every one when there are no more.
-void kill_at_steps(Ordeal& ordeal, const Operation& operation, Step step, unsigned at_most) {
+// Of up to 200,000 instructions: stepping through them takes seconds, which only the long run has.
+constexpr const char* long_operations[] = {"write of a list", "formula", "delivery of messages"};
+
+bool takes_seconds_to_step(const Operation& operation) {
+    const auto* const end = std::end(long_operations);
+    return std::find(std::begin(long_operations), end, std::string(operation.name)) != end;
+}
+
+// Kills once behind the operation, to count its steps, and then at so many of them, one at random
+// in each of as many equal parts; at every one when there are no more.
+void kill_at_steps(Ordeal& ordeal, const Operation& operation, Step step, unsigned at_most,
+                   std::mt19937& random) {
     const unsigned steps = ordeal.kill_at_step(operation, step, 0).steps;
     const unsigned affordable = most_steps_in_all / std::max(steps, 1U);
     const unsigned count = std::min({steps, at_most, std::max(affordable, 2U)});
-    for (unsigned at = 0; at < count; ++at) {
-        ordeal.kill_at_step(operation, step,
-                            1 + static_cast<unsigned>(std::uint64_t{steps} * (2 * at + 1) /
-                                                      (2 * std::uint64_t{count})));
+    for (std::uint64_t part = 0; part < count; ++part) {
+        const auto first = static_cast<unsigned>(part * steps / count);
+        const auto end = static_cast<unsigned>((part + 1) * steps / count);
+        ordeal.kill_at_step(operation, step, 1 + first + random() % (end - first));
     }
     std::fprintf(stderr, "%s: %u steps, killed at %u of them; %u kills so far\n", operation.name,
                  steps, count, ordeal.figures().kills);
@@ -82,12 +91,14 @@ std::vector<Operation> chosen(const std::vector<Operation>& operations, const Pl
 }
 
 void kill_all(Ordeal& ordeal, const Plan& plan) {
+    std::mt19937 random(plan.seed + 1);
     for (const Operation& operation : chosen(calling_operations(), plan)) {
-        kill_at_steps(ordeal, operation, Step::system_call, plan.system_calls_at_most());
+        kill_at_steps(ordeal, operation, Step::system_call, plan.system_calls_at_most(), random);
     }
     if (!plan.is_short) ordeal.expect_pool_as_at_start();
     for (const Operation& operation : chosen(memory_operations(), plan)) {
-        kill_at_steps(ordeal, operation, Step::instruction, plan.instructions_at_most());
+        if (plan.is_short && takes_seconds_to_step(operation)) continue;
+        kill_at_steps(ordeal, operation, Step::instruction, plan.instructions_at_most(), random);
     }
     if (!plan.is_short) ordeal.expect_pool_as_at_start();
     for (const auto* const operations :

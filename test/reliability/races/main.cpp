@@ -11,7 +11,6 @@
 
 #include "../run_options.hpp"
 #include "expect.hpp"
-#include "ipc_namespace.hpp"
 
 namespace mox::test {
 namespace {
@@ -133,8 +132,5 @@ int run(const RunOptions& options) {
 }  // namespace mox::test
 
 int main(int argc, char** argv) {
-    const mox::test::RunOptions options = mox::test::read_options(argc, argv);
-    const std::string failure = mox::test::enter_ipc_namespace();
-    mox::test::require(failure.empty(), failure);
-    return mox::test::run(options);
+    return mox::test::run(mox::test::begin_run(argc, argv));
 }
