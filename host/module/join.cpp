@@ -82,7 +82,9 @@ bool ask_to_join(const gchar* name, MOX_MODULE_TYPE type, Grant& grant, GError**
 }
 
 bool is_in_pool(guint64 address, gsize length, const Grant& grant) {
-    return lies_in_pool(at_address<void>(address), length, grant.pool_bytes);
+    constexpr guint64 pool_alignment = 8;
+    return address % pool_alignment == 0 &&
+           lies_in_pool(at_address<void>(address), length, grant.pool_bytes);
 }
 
 // An owner without a tree, whose address is null, is good as well.
@@ -99,7 +101,24 @@ bool has_tree_in_pool(const Grant& grant) {
            is_in_pool(grant.class_tree, static_cast<gsize>(bytes), grant);
 }
 
+// Readers go through all of its entries.
+bool has_stamps_in_pool(const Grant& grant) {
+    if (!is_in_pool(grant.read_stamps, sizeof(wire::ReadStampTable), grant)) {
+        return false;
+    }
+    const auto* const table = at_address<const wire::ReadStampTable>(grant.read_stamps);
+    const guint64 bytes = sizeof *table + guint64{table->count} * sizeof(wire::ReadStamp);
+    return bytes <= grant.pool_bytes &&
+           is_in_pool(grant.read_stamps, static_cast<gsize>(bytes), grant);
+}
+
 bool use_pool(const Grant& grant, GError** error) {
+    if (grant.bitmap_id < 1 || grant.bitmap_id >= wire::loss_entries) {
+        set_error(error, MOXHOST_ERROR_NO_POOL,
+                  "the owner gave the number " + std::to_string(grant.bitmap_id) +
+                      ", which no module can have; start an owner of this build");
+        return false;
+    }
     const std::string cause = attach_pool(grant.pool_id, grant.pool_bytes);
     if (!cause.empty()) {
         set_error(error, MOXHOST_ERROR_NO_POOL, cause);
@@ -107,8 +126,7 @@ bool use_pool(const Grant& grant, GError** error) {
     }
     const bool has_classes = grant.class_base != 0;
     if ((has_classes && !is_in_pool(grant.class_base, sizeof(SHARE_CLASS_DATA_S), grant)) ||
-        !has_tree_in_pool(grant) ||
-        !is_in_pool(grant.read_stamps, sizeof(wire::ReadStampTable), grant) ||
+        !has_tree_in_pool(grant) || !has_stamps_in_pool(grant) ||
         !is_in_pool(grant.loss_table, sizeof(wire::LossTable), grant)) {
         set_error(error, MOXHOST_ERROR_NO_POOL,
                   "the addresses that the owner gave do not lie in the pool");

@@ -26,7 +26,13 @@ Info* ask_for_list(const char* method, GVariant* arguments, const char* reply_ty
     }
     const VariantPtr list(g_variant_get_child_value(reply.get(), 0));
     const gsize length = g_variant_n_children(list.get());
-    Info* const infos = g_new0(Info, length + 1);
+    Info* const infos = g_try_new0(Info, length + 1);
+    if (infos == nullptr) {
+        set_error(error, MOXHOST_ERROR_FAILED,
+                  std::string("call ") + method + ": no memory for " + std::to_string(length) +
+                      " entries");
+        return nullptr;
+    }
     for (gsize at = 0; at < length; ++at) {
         const VariantPtr item(g_variant_get_child_value(list.get(), at));
         fill(infos[at], item.get());

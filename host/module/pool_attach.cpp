@@ -59,7 +59,11 @@ std::string attach_pool(gint32 pool_id, guint64 pool_bytes) {
     const Mapping mapping = mapping_at_address();
     if (mapping.begin == SHM_POOL_ADDRESS && mapping.inode == pool_id &&
         mapping.name.rfind("/SYSV", 0) == 0) {
-        return {};
+        return mapping.end - mapping.begin >= pool_bytes
+                   ? ""
+                   : "the owner says that its pool has " + std::to_string(pool_bytes) +
+                         " bytes, but it has only " + std::to_string(mapping.end - mapping.begin) +
+                         "; start an owner of this build";
     }
     if (mapping.end != 0) {
         return "the pool's address 0x90000000 is taken in this process by " +

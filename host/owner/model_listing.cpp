@@ -26,6 +26,15 @@ Number read_now(Number& field) {
     return std::atomic_ref<Number>(field).load(std::memory_order_relaxed);
 }
 
+// What stands in the pool may have been put there by a process that wrote past the library; a reply
+// takes text in UTF-8 only.
+std::string as_text(const char* bytes, gsize size) {
+    gchar* const text = g_utf8_make_valid(bytes, static_cast<gssize>(strnlen(bytes, size)));
+    std::string result(text);
+    g_free(text);
+    return result;
+}
+
 bool is_reference(const SERIALISED_PROPERTY_S& property) {
     return property.type[0] == 's' && property.type[3] == PUB_REFERENCE_MARKER;
 }
@@ -38,7 +47,7 @@ std::string stored_text(SERIALISED_PROPERTY_S& property) {
     const bool is_whole = (read_now(property.state.all) & PROPERTY_STATE_HALF_WRITTEN) == 0;
     const auto* const bytes = is_whole ? static_cast<const char*>(property.data) : nullptr;
     const gsize size = std::min(read_now(property.size), read_now(property.capacity));
-    return bytes == nullptr ? std::string() : std::string(bytes, strnlen(bytes, size));
+    return bytes == nullptr ? std::string() : as_text(bytes, size);
 }
 
 SERIALISED_PROPERTY_S* find_property(const OBJECT_HEAD_S& record, const char* name) {
@@ -164,7 +173,8 @@ GVariant* ModelListing::listeners_of(const gchar* class_name, const gchar* prope
 void ModelListing::add_property(GVariantBuilder& list, const OBJECT_HEAD_S& record,
                                 SERIALISED_PROPERTY_S& property) const {
     const Source source = source_of(record, property);
-    const std::string type(property.type, strnlen(property.type, sizeof property.type));
+    const std::string name = as_text(property.name, sizeof property.name);
+    const std::string type = as_text(property.type, sizeof property.type);
     const PropertyPlace place = model_.find_object(record.object_name) == nullptr
                                     ? PropertyPlace{}
                                     : model_.follow(record.object_name, property.name);
@@ -174,7 +184,7 @@ void ModelListing::add_property(GVariantBuilder& list, const OBJECT_HEAD_S& reco
     const auto events = static_cast<guint32>(
         lom_get_property_change_cnt(lom_name_to_handle(record.object_name), property.name, TRUE));
     g_variant_builder_add(
-        &list, wire::property_info, property.name, type.c_str(), static_cast<gint32>(source.kind),
+        &list, wire::property_info, name.c_str(), type.c_str(), static_cast<gint32>(source.kind),
         source.text.c_str(), read_now(property.state.all),
         static_cast<guint32>(read_now(property.size)),
         static_cast<guint32>(read_now(property.capacity)), static_cast<gint32>(persist),

@@ -68,11 +68,11 @@ bool add_size(gsize& total, gsize size) {
     return true;
 }
 
-// Copies the bytes of the records. False when they are more than there is memory for.
+// Copies the bytes of the records. False when they are more than there can be, or is memory for.
 bool copy_bytes(Snapshot& snapshot) {
     gsize total = sizeof(SharedBytes);
     for (const SERIALISED_PROPERTY_S& record : snapshot.records) {
-        if (!add_size(total, record.size)) {
+        if (record.size > mox::kLargestValue || !add_size(total, record.size)) {
             return false;
         }
     }

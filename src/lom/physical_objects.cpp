@@ -50,7 +50,8 @@ std::vector<GVariant*> stored_values(const OBJECT_HEAD_S& object) {
          property = property->next_ptr) {
         GVariant* value = nullptr;
         if (is_readable && !mox::is_reference(*property) && !mox::is_half_written(*property)) {
-            const gsize size = std::min(property->size, property->capacity);
+            const gsize size =
+                property->data == nullptr ? 0 : std::min(property->size, property->capacity);
             value = mox::value_of_bytes(property->type, g_memdup2(property->data, size), size);
         }
         values.push_back(value);

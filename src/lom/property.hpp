@@ -41,6 +41,10 @@ gboolean _get_expression_data(OBJECT_HEAD_S* object_head, SERIALISED_PROPERTY_S*
 
 namespace mox {
 
+// Bytes of the largest value: those of the largest pool. A record that declares more was written
+// past the library.
+inline constexpr gsize kLargestValue = gsize{32} << 20U;
+
 // An input of a formula: the property that is read and the formula's name for it, and the property
 // that remembers what the formula was last evaluated with.
 struct FormulaInput {
@@ -51,8 +55,8 @@ inline constexpr FormulaInput kFormulaInputs[kExpressionInputs] = {
     {"X", "Xcache"}, {"Y", "Ycache"}, {"Z", "Zcache"}};
 
 // Copies a property's stored value into a package. Called with the object's semaphore
-// held. Returns 0, or MOX_ERR_INTERNAL when the declared size is more than there is memory for, or
-// a writer died over the value.
+// held. Returns 0, or MOX_ERR_INTERNAL when the declared size is more than any value has, or than
+// there is memory for, or a writer died over the value.
 gint32 copy_stored_value(const SERIALISED_PROPERTY_S& property, TLV_S& tlv);
 
 // Copies a property's stored value, or as much of it as the room holds, whatever size the record

@@ -13,32 +13,29 @@ namespace {
 
 // A type field, terminated whatever it holds.
 struct TypeText {
-    explicit TypeText(const gchar* type) { std::memcpy(text, type, PUB_TYPE_LENGTH); }
-
-    // One-letter scalars and strings need no parse.
-    bool is_plain() const {
-        return text[1] == '\0' && text[0] != 'a' &&
-               pub_str_type_check(text) != GVARIANT_NOT_SUPPORT;
+    explicit TypeText(const gchar* type) {
+        std::memcpy(text, type, PUB_TYPE_LENGTH);
+        is_plain =
+            text[1] == '\0' && text[0] != 'a' && pub_str_type_check(text) != GVARIANT_NOT_SUPPORT;
     }
 
-    // The type it names, or null.
+    // The type it names, or null. One-letter numbers and strings need no parse.
     const GVariantType* parsed() const {
         const auto* type = reinterpret_cast<const GVariantType*>(text);
-        if (is_plain()) {
+        if (is_plain) {
             return type;
         }
         return g_variant_type_string_is_valid(text) && g_variant_type_is_definite(type) ? type
                                                                                         : nullptr;
     }
 
-    // Text without its terminator, or without any byte, is not taken at its word: whoever looks at
-    // such a value sees an empty text instead of what lies behind it.
-    bool is_trusted(gconstpointer data, gsize size) const {
-        return text[0] != 's' || text[1] != '\0' ||
-               (size > 0 && static_cast<const gchar*>(data)[size - 1] == '\0');
-    }
+    // Whether any bytes of the right count are a value. All others may have been put there by a
+    // process that wrote past the library: text and containers are checked by whoever looks into
+    // them, and what is malformed there reads as the default of its type.
+    bool is_number() const { return is_plain && text[0] != 's'; }
 
     gchar text[PUB_TYPE_LENGTH + 1] = {};
+    bool is_plain;
 };
 
 // Copies the stored bytes that are there and zeroes the rest of what the record declares.
@@ -75,7 +72,7 @@ GVariant* value_held_by(const gchar* type, gconstpointer data, gsize size, GDest
         drop(holder);
         return nullptr;
     }
-    return g_variant_new_from_data(parsed, data, size, text.is_trusted(data, size), drop, holder);
+    return g_variant_new_from_data(parsed, data, size, text.is_number(), drop, holder);
 }
 
 GVariant* value_in_place(const gchar* type, gconstpointer data, gsize size) {
@@ -83,8 +80,7 @@ GVariant* value_in_place(const gchar* type, gconstpointer data, gsize size) {
     const GVariantType* parsed = text.parsed();
     return parsed == nullptr
                ? nullptr
-               : g_variant_new_from_data(parsed, data, size, text.is_trusted(data, size), nullptr,
-                                         nullptr);
+               : g_variant_new_from_data(parsed, data, size, text.is_number(), nullptr, nullptr);
 }
 
 gint32 copy_stored_value(const SERIALISED_PROPERTY_S& property, TLV_S& tlv) {
@@ -92,6 +88,9 @@ gint32 copy_stored_value(const SERIALISED_PROPERTY_S& property, TLV_S& tlv) {
         return MOX_ERR_INTERNAL;
     }
     const gsize size = property.size;
+    if (size > kLargestValue) [[unlikely]] {
+        return MOX_ERR_INTERNAL;
+    }
     gpointer data = g_try_malloc(size);
     if (data == nullptr && size != 0) {
         return MOX_ERR_INTERNAL;

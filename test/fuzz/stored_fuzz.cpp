@@ -1,5 +1,5 @@
-// What is persisted: the bytes of the store's files, and a stored type and its bytes on their way
-// into a property.
+// What is persisted: the bytes of the store's files, a stored type and its bytes on their way into
+// a property, and bytes that are in the pool already, past the library.
 #include <lom.h>
 #include <moxplat/osal.h>
 #include <moxplat/persist_store.h>
@@ -159,6 +159,51 @@ void read_saved(FuzzInput& input) {
     }
 }
 
+SERIALISED_PROPERTY_S& record_of(const std::string& property) {
+    guint32 size = 0;
+    gpointer copy = nullptr;
+    promise(lom_copy_object("Fan1", &size, &copy, 0, FALSE) == MOX_OK, "the object is there");
+    SERIALISED_PROPERTY_S* at = static_cast<OBJECT_HEAD_S*>(copy)->property_entry;
+    g_free(copy);
+    while (property != at->name) {
+        at = at->next_ptr;
+    }
+    return *at;
+}
+
+// As a process puts them there that writes past the library: no writer has looked at them, so each
+// reader has to.
+void read_foreign(FuzzInput& input) {
+    const OBJ_HANDLE handle = lom_name_to_handle("Fan1");
+    const std::string type = types[input.below(types.size())];
+    const std::string name = property_of(type);
+    const Bytes bytes = input.rest();
+    static const guint8 nothing = 0;
+    lom_realloc_property("Fan1", name.c_str(), type.c_str(), static_cast<guint32>(bytes.size()),
+                         bytes.empty() ? &nothing : bytes.data());
+    SERIALISED_PROPERTY_S& record = record_of(name);
+    if (bytes.size() <= record.capacity) {
+        std::copy(bytes.begin(), bytes.end(), static_cast<guint8*>(record.data));
+        record.size = bytes.size();
+    }
+    GVariant* value = nullptr;
+    if (lom_get_property_value(handle, name.c_str(), FALSE, &value, FALSE) == MOX_OK) {
+        const mox::fuzz::VariantPtr held(g_variant_ref_sink(value));
+        mox::fuzz::read_through(held.get());
+        lom_set_property_value(handle, name.c_str(), held.get(), PER_MODE_NOSUPPORT, FALSE);
+    }
+    GSList names = {const_cast<char*>(name.c_str()), nullptr};
+    GSList* values = nullptr;
+    if (lom_multiget_property_value(handle, &names, &values) == MOX_OK) {
+        const mox::fuzz::VariantPtr held(g_variant_ref_sink(static_cast<GVariant*>(values->data)));
+        g_slist_free(values);
+        mox::fuzz::read_through(held.get());
+    }
+    guchar room[16];
+    lom_get_property_value_v2(handle, name.c_str(), FALSE, sizeof room, room, FALSE);
+    lom_save_property_value(handle, name.c_str(), nullptr, PER_MODE_PERMANENT, FALSE, FALSE);
+}
+
 void make_object() {
     lom_set_sem_func(osal_process_sem_create, osal_process_sem_free);
     OBJECT_PTR const object =
@@ -215,7 +260,8 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static constexpr std::array<void (*)(FuzzInput&), 3> parts = {open_files, restore, read_saved};
+    static constexpr std::array<void (*)(FuzzInput&), 4> parts = {open_files, restore, read_saved,
+                                                                  read_foreign};
     FuzzInput input(data, size);
     parts[input.below(parts.size())](input);
     return 0;

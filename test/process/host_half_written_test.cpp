@@ -55,6 +55,15 @@ TEST_F(HalfWrittenValue, IsPutBackToTheSavedValue) {
         << value_of("Breakfast", "Title");
 }
 
+TEST_F(HalfWrittenValue, TakesWhatTheHardwareSays) {
+    start();
+    owner_.set_level(9);
+    die_writing("Oven", "Heat");
+    join_as("other");
+    EXPECT_TRUE(eventually([] { return value_of("Oven", "Heat") == "9"; }))
+        << value_of("Oven", "Heat");
+}
+
 TEST_F(HalfWrittenValue, IsForcedNoLonger) {
     start();
     in_module(owner_, "heater", [](MoxHostModule*) {

@@ -1,6 +1,7 @@
 // A value over which a writer died carries a mark: it is never delivered, and the next value that
 // is stored ends that. Values of one machine word and of unchanged size need no mark.
 #include <gtest/gtest.h>
+#include <lom/hardware.h>
 #include <lom/persist.h>
 
 #include "expression_fixture.hpp"
@@ -27,6 +28,15 @@ protected:
             g_variant_unref(value);
         }
         return code;
+    }
+
+    // How many physical objects a record leads to, itself among them.
+    static guint family_of(const char* object) {
+        GHashTable* const family = g_hash_table_new(g_direct_hash, g_direct_equal);
+        lom_family_to_hash(handle_of(object), family);
+        const guint count = g_hash_table_size(family);
+        g_hash_table_destroy(family);
+        return count;
     }
 
     static gint32 multiget_code(const char* object, std::vector<const char*> names) {
@@ -85,6 +95,34 @@ TEST_F(HalfWritten, IsNotFollowedAsAReference) {
     leave_half_written("Sign", "To");
     EXPECT_EQ(read_code("Sign", "To", FALSE), MOX_ERR_INTERNAL);
     EXPECT_EQ(multiget_code("Sign", {"To"}), MOX_ERR_INTERNAL);
+}
+
+TEST_F(HalfWritten, NameOfHardwareIsNotFollowed) {
+    add_object({.name = "Bus", .class_name = "Bus", .object_type = "Physical"});
+    add_object({.name = "Cpld",
+                .class_name = "Chip",
+                .object_type = "Physical",
+                .properties = {text("LBus", "Bus")}});
+    EXPECT_EQ(family_of("Cpld"), 2U);
+    leave_half_written("Cpld", "LBus");
+    EXPECT_EQ(family_of("Cpld"), 1U);
+    EXPECT_EQ(fake::osal::held(), 0U);
+}
+
+TEST_F(HalfWritten, IsNotHandedToTheDrivers) {
+    add_object({.name = "Cpld",
+                .class_name = "Chip",
+                .object_type = "Physical",
+                .properties = {text("LBus", "Bus"), number<guint8>("Address", "y", 0x40)}});
+    leave_half_written("Cpld", "LBus");
+    lom_create_has_object(handle_of("Cpld"));
+    const auto tables = fake::driver_tables();
+    ASSERT_EQ(tables.size(), 1U);
+    Texts names;
+    for (const fake::PhysicalProperty& property : tables[0].at("Chip.Cpld")) {
+        names.push_back(property.name);
+    }
+    EXPECT_EQ(names, (Texts{"Position", "SemMember", "SemId", "ObjName", "Address"}));
 }
 
 TEST_F(HalfWritten, ResultOfAFormulaIsComputedAnew) {
