@@ -1,6 +1,7 @@
 // kill_owner: kills moxd with SIGKILL at steps and at random moments of all that it does, while
 // modules read, write and save, and looks after each kill that the modules noticed, are back on the
 // next owner's pool, and that nothing that was saved is lost and nothing of the dead owner is left.
+// Modules are killed around these deaths, too, and looked at while there is no owner.
 //
 //   kill_owner [--short] [--seed N]
 //
@@ -21,10 +22,27 @@ struct Plan {
     unsigned steps;    // of each operation, spread over its steps
     unsigned moments;  // of each operation
     unsigned at_work;
+    unsigned locks;         // with each lock, and half as many that wait for it
+    unsigned module_turns;  // of kills of modules of each kind
+    unsigned down_ms;       // without an owner
     unsigned at_least;  // in all; a stop may come to its end before its kill, which is none then
 };
-constexpr Plan short_plan = {1, 1, 2, 20};
-constexpr Plan long_plan = {15, 8, 10, 200};
+constexpr Plan short_plan = {1, 0, 1, 1, 1, 600, 20};
+constexpr Plan long_plan = {10, 5, 10, 15, 10, 5000, 200};
+
+void kill_modules(Rounds& rounds, unsigned turn, std::mt19937& random) {
+    std::uniform_real_distribution<double> share(0.0, 1.0);
+    std::uniform_int_distribution<std::uint32_t> us(0, 300000);
+    const std::size_t one = turn % modules;
+    const std::size_t other = (turn + 1) % modules;
+    rounds.kill_modules({one, other});
+    rounds.kill_modules_while_down({one});
+    rounds.kill_modules_while_down({one, other});
+    rounds.kill_in_restart(other, us(random));
+    for (const char* const operation : {"set", "override", "apply", "plug", "copy"}) {
+        rounds.kill_in_call(operation, share(random));
+    }
+}
 
 void run(Rounds& rounds, const Plan& plan, std::mt19937& random) {
     std::uniform_real_distribution<double> share(0.0, 1.0);
@@ -45,6 +63,18 @@ void run(Rounds& rounds, const Plan& plan, std::mt19937& random) {
         std::fprintf(stderr, "kill_owner: turn %u of %u, %u kills\n", turn + 1, turns,
                      rounds.figures().kills);
     }
+    for (unsigned turn = 0; turn < plan.locks; ++turn) {
+        for (const std::string& operation : lock_operations) {
+            rounds.kill_in_lock(operation, (turn + share(random)) / plan.locks);
+            if (turn % 2 == 0) {
+                rounds.kill_before_lock(operation);
+            }
+        }
+    }
+    for (unsigned turn = 0; turn < plan.module_turns; ++turn) {
+        kill_modules(rounds, turn, random);
+    }
+    rounds.stay_down(plan.down_ms);
     while (rounds.figures().kills < plan.at_least) {
         rounds.kill_at_work();
     }
@@ -68,11 +98,16 @@ std::string spread(std::vector<std::uint32_t> us) {
 void print(const Figures& figures) {
     std::uint32_t compared = 0;
     std::uint32_t restarts = 0;
+    std::uint32_t alone = 0;
+    std::uint32_t alone_us = 0;
     std::int32_t saves = 0;
     for (const ModuleState& state : page().module) {
         compared += state.compared;
         restarts += state.restarts;
+        alone += state.alone;
+        alone_us = std::max<std::uint32_t>(alone_us, state.alone_us);
     }
+    restarts += figures.restarts;
     for (const auto& saver : page().saved) {
         for (const SavedState& saved : saver) {
             saves += saved.reported;
@@ -83,8 +118,23 @@ void print(const Figures& figures) {
                     kills + " of " + kills);
     test::print_row(
         "of these at a chosen system call of a start, join, copy, leave, plug, unplug, "
-        "refresh, save or stop",
+        "refresh, save, stop, apply, larger text, operator's set and override, restore to "
+        "defaults, "
+        "message to a full queue or clean-up after a module",
         std::to_string(figures.at_steps));
+    test::print_row("of these while it had an object's lock, waited for one",
+                    std::to_string(figures.in_locks) + ", " + std::to_string(figures.before_locks));
+    test::print_row("module kills after which the same held, in all",
+                    std::to_string(figures.module_kills));
+    test::print_row(
+        "of these without an owner, while executed anew, in a call, two at once",
+        std::to_string(figures.while_down) + ", " + std::to_string(figures.in_restarts) + ", " +
+            std::to_string(figures.in_calls) + ", 2 x " + std::to_string(figures.at_once));
+    test::print_row("longest from a module's kill to work of all others",
+                    std::to_string(figures.survivors_us / 1000) + " ms");
+    test::print_row("longest time without an owner, reads and writes in it, the slowest round",
+                    std::to_string(figures.down_us / 1000) + " ms, " + std::to_string(alone) +
+                        ", " + std::to_string(alone_us / 1000.0).substr(0, 4) + " ms");
     test::print_row("a module notices that its owner is gone: median", spread(figures.notice_us));
     test::print_row("a module is on the new pool after the new owner's ready line: median",
                     spread(figures.back_us));

@@ -14,7 +14,8 @@ std::string store_class(const std::string& number) {
     {"name": "Kept)" +
            number + R"(", "module": "saver)" + number +
            R"(", "properties": [{"name": "Always", "type": "i"}, {"name": "Off", "type": "i"},
-                                {"name": "Reset", "type": "i"}, {"name": "Text", "type": "s"}]},)";
+                                {"name": "Reset", "type": "i"}, {"name": "Text", "type": "s"},
+                                {"name": "Live", "type": "i"}]},)";
 }
 
 std::string store_object(const std::string& number) {
@@ -29,7 +30,7 @@ std::string store_object(const std::string& number) {
 
 }  // namespace
 
-std::string profile(const std::string& chip) {
+std::string profile(const std::string& chip, const std::string& dial) {
     return R"({
   "refresh_ms": 50,
   "classes": [
@@ -38,15 +39,23 @@ std::string profile(const std::string& chip) {
                                         {"name": "Type", "type": "s"}]},)" +
            store_class("0") + store_class("1") + R"(
     {"name": "Fan", "properties": [{"name": "Label", "type": "s"}, {"name": "Speed", "type": "i"}]},
-    {"name": "Sensor", "properties": [{"name": "Level", "type": "i"}]}
+    {"name": "Sensor", "properties": [{"name": "Level", "type": "i"}]},
+    {"name": "Valve", "module": "visitor",
+     "properties": [{"name": "Note", "type": "s"}, {"name": "Goal", "type": "i"}]}
   ],
   "objects": [
     {"name": "chip", "class": "Chip", "type": "Physical", "properties": {"Path": ")" +
            chip + R"("}},
     {"name": "level", "class": "Accessor", "type": "Physical",
-     "properties": {"Chip": "chip", "Kind": "attribute", "Type": "i"}},)" +
+     "properties": {"Chip": "chip", "Kind": "attribute", "Type": "i"}},
+    {"name": "dialchip", "class": "Chip", "type": "Physical", "properties": {"Path": ")" +
+           dial + R"("}},
+    {"name": "dial", "class": "Accessor", "type": "Physical",
+     "properties": {"Chip": "dialchip", "Kind": "attribute", "Type": "i"}},)" +
            store_object("0") + store_object("1") + R"(
-    {"name": "Tank", "class": "Sensor", "properties": {"Level": {"accessor": "level"}}}
+    {"name": "Tank", "class": "Sensor", "properties": {"Level": {"accessor": "level"}}},
+    {"name": "Valve", "class": "Valve",
+     "properties": {"Note": "n", "Goal": {"value": 0, "accessor": "dial", "mode": "rw"}}}
   ],
   "boards": [
     {"name": "fans", "position": 7, "plugged": false, "objects": [

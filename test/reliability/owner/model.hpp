@@ -18,11 +18,20 @@ inline constexpr std::array<const char*, savers> stores = {"Store0", "Store1"};
 inline constexpr std::array<const char*, saved_kinds> saved_names = {"Always", "Off", "Reset",
                                                                      "Text"};
 
+inline constexpr const char* live_name = "Live";  // of a store, not saved
+
 inline constexpr const char* sensor = "Tank";  // its Level comes from the chip
 inline constexpr const char* board = "fans";   // not plugged at the start
+inline constexpr const char* valve =
+    "Valve";  // the visitor's: a text Note, and a Goal behind a dial
 
-// chip: the file behind the accessor.
-std::string profile(const std::string& chip);
+// Whether a kind of what is saved is lost by the restore to defaults; it is 0 then.
+inline bool is_lost_by_restore(std::size_t kind) {
+    return kind == 1 || kind == 2;
+}
+
+// chip, dial: the files behind the accessors.
+std::string profile(const std::string& chip, const std::string& dial);
 
 // A number as the text that is saved for it, and back; -1 for a text that is none, such as one of
 // two halves.

@@ -146,6 +146,7 @@ unsigned Process::run_steps(unsigned last_step, const std::function<bool()>& is_
             asked = 0;
             const bool is_step = !note(status) && WSTOPSIG(status) == system_call_stop;
             if (has_ended_ || (is_step && ++steps == last_step)) {
+                is_stopped_ = !has_ended_;
                 return true;
             }
             resume(pid_, deliver(status));
@@ -166,11 +167,14 @@ void Process::untrace() {
     }
     // It has to stand still for that.
     int status = 0;
-    ptrace(PTRACE_INTERRUPT, pid_, nullptr, nullptr);
-    if (waitpid(pid_, &status, __WALL) == pid_ && !note(status)) {
+    if (is_stopped_) {
+        ptrace(PTRACE_DETACH, pid_, nullptr, nullptr);
+    } else if (ptrace(PTRACE_INTERRUPT, pid_, nullptr, nullptr) == 0 &&
+               waitpid(pid_, &status, __WALL) == pid_ && !note(status)) {
         ptrace(PTRACE_DETACH, pid_, nullptr, static_cast<long>(deliver(status)));
     }
     is_traced_ = false;
+    is_stopped_ = false;
 }
 
 }  // namespace mox::kill_owner

@@ -49,15 +49,26 @@ public:
     // is_over, which is asked meanwhile. Gives the number of stops. A process that ended is over.
     unsigned run_steps(unsigned last_step, const std::function<bool()>& is_over);
 
+    // Whether its main thread waits for a lock.
+    bool waits_for_lock() const;
+
+    // Lets a traced process run, instruction by instruction, until its main thread has taken a lock
+    // that processes share and made so many instructions with it, or gives it back. Gives how many
+    // it made with it.
+    unsigned run_in_lock(unsigned last_instruction);
+
     // Lets a traced process run on by itself.
     void untrace();
 
 private:
     bool note(int status);
     int deliver(int status) const;
+    bool holds_lock() const;
 
     pid_t pid_ = -1;
     bool is_traced_ = false;
+    bool is_stepping_ = false;  // it was let run for an instruction, and has not stopped yet
+    bool is_stopped_ = false;   // at the step that was wanted
     bool has_ended_ = false;
     int status_ = -1000;
 };

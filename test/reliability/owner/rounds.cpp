@@ -18,6 +18,7 @@ constexpr std::uint32_t patience_ms = 10000;   // until it is said that nothing 
 constexpr std::uint32_t operation_ms = 10000;  // that no operation takes
 constexpr unsigned without_end = ~0U;
 constexpr int saves_in_an_operation = 4;
+constexpr std::uint32_t three_refreshes_us = 170000;
 
 bool is_of_visitor(const std::string& operation) {
     return operation != "start" && operation != "stop" && operation != "save";
@@ -48,53 +49,104 @@ void Rounds::begin() {
             learn(operation);
         }
     }
+    learn_locks();
     learn_start_and_stop();
     expect_back();
     expect_nothing_left();
+}
+
+// Begins what the owner is to be killed at, with its visitor ready.
+void Rounds::begin_operation(const std::string& operation) {
+    begun_us_ = now_us();
+    if (operation == "stop") {
+        stage_.owner().signal(SIGTERM);
+    } else if (operation == "clean-up") {
+        visitor_->signal(SIGKILL);
+    } else if (operation == "full") {
+        visitor_->signal(SIGSTOP);
+        // Twice: its reader may have been at a message when it was stopped.
+        Stage::fill_queue(page().queue);
+        usleep(5000);
+        Stage::fill_queue(page().queue);
+        stage_.set_chip(++level_);
+    }
+    page().visit = Visit::wanted;
+}
+
+bool Rounds::is_over(const std::string& operation, std::int32_t saves) const {
+    if (operation == "start" || operation == "stop") {
+        return false;
+    }
+    if (operation == "full") {
+        return now_us() - begun_us_ > three_refreshes_us;
+    }
+    if (operation == "clean-up") {
+        return system_v() == fresh_;
+    }
+    return operation == "save" ? saves_reported() >= saves : page().visit == Visit::done;
+}
+
+// What the restore takes away is given up before, while nobody saves.
+void Rounds::give_up_saved() {
+    page().is_quiet = 1;
+    std::int32_t before = -1;
+    while (before != saves_reported()) {
+        before = saves_reported();
+        usleep(20000);
+    }
+    for (auto& saver : page().saved) {
+        for (std::size_t kind = 0; kind < saved_kinds; ++kind) {
+            if (is_lost_by_restore(kind)) {
+                saver.at(kind).reported = 0;
+            }
+        }
+    }
 }
 
 // The owner is stepped through it, up to a step or to its end. Gives the steps.
 unsigned Rounds::steps_of_operation(const std::string& operation, unsigned last_step) {
     const std::int32_t saves = saves_reported() + saves_in_an_operation;
     if (is_of_visitor(operation)) {
+        if (operation == "restore") give_up_saved();
         page().is_quiet = 1;
         visitor_ = stage_.start_visitor(operation);
     }
     stage_.owner().trace();
-    page().visit = Visit::wanted;
-    if (operation == "stop") {
-        stage_.owner().signal(SIGTERM);
-    }
-    return stage_.owner().run_steps(last_step, [&] {
-        return operation == "save" ? saves_reported() >= saves
-                                   : is_of_visitor(operation) && page().visit == Visit::done;
-    });
+    begin_operation(operation);
+    return stage_.owner().run_steps(last_step, [&] { return is_over(operation, saves); });
 }
 
 // The operation is begun and goes on for so long, or to its end.
 void Rounds::run_operation(const std::string& operation, std::uint32_t so_long_us) {
     const std::int32_t saves = saves_reported() + saves_in_an_operation;
     if (is_of_visitor(operation)) {
+        if (operation == "restore") give_up_saved();
         visitor_ = stage_.start_visitor(operation);
     }
     const std::uint32_t begin = now_us();
-    page().visit = Visit::wanted;
-    if (operation == "stop") {
-        stage_.owner().signal(SIGTERM);
-    }
+    begin_operation(operation);
     if (so_long_us != without_end) {
         usleep(so_long_us);
         return;
     }
     const bool is_done = within_ms(operation_ms, [&] {
-        return operation == "save"   ? saves_reported() >= saves
-               : operation == "stop" ? stage_.owner().has_ended()
-                                     : page().visit == Visit::done;
+        return operation == "stop" ? stage_.owner().has_ended() : is_over(operation, saves);
     });
     if (!is_done) {
         throw Failed(operation + " does not come to its end");
     }
     lengths_[operation].us = now_us() - begin;
+}
+
+void Rounds::end_visitor(const std::string& operation) {
+    if (operation == "full") {
+        visitor_->signal(SIGCONT);
+    }
+    const int expected = operation == "clean-up" ? -SIGKILL : 0;
+    if (visitor_ && visitor_->wait() != expected) {
+        throw Failed("a visitor was refused " + operation);
+    }
+    visitor_.reset();
 }
 
 void Rounds::learn(const std::string& operation) {
@@ -103,15 +155,13 @@ void Rounds::learn(const std::string& operation) {
     stage_.owner().untrace();
     page().is_quiet = 0;
     for (int pass = 0; pass < 2; ++pass) {
-        if (visitor_ && visitor_->wait() != 0) {
-            throw Failed("a visitor was refused " + operation);
-        }
-        visitor_.reset();
+        end_visitor(operation);
         if (pass == 0) {
             usleep(20000);  // the owner lets the visitor's name go when it sees that it has ended
             run_operation(operation, without_end);
         }
     }
+    page().is_quiet = 0;
     usleep(20000);
 }
 
@@ -200,7 +250,7 @@ Rounds::JoinedNow Rounds::joined_now() const {
     return result;
 }
 
-bool Rounds::kill_and_check() {
+bool Rounds::kill_and_check(Then then) {
     const JoinedNow were_joined = joined_now();
     const bool has_stopped = stage_.owner().has_ended();
     const std::uint32_t killed_us = stage_.kill_owner();
@@ -208,8 +258,12 @@ bool Rounds::kill_and_check() {
     page().is_quiet = 0;
     // A stop may come to its end before its random moment; then it was no kill.
     figures_.kills += has_stopped ? 0U : 1U;
+    if (then == Then::a_while_alone) {
+        expect_notice(killed_us, were_joined);
+        expect_work_alone(0);
+    }
     stage_.start_owner();
-    if (!has_stopped) {
+    if (!has_stopped && then == Then::next_owner) {
         expect_notice(killed_us, were_joined);
     }
     expect_back();
@@ -278,9 +332,9 @@ void Rounds::expect_back() {
 }
 
 void Rounds::expect_nothing_left() const {
-    const SystemV now = system_v();
-    if (!(now == fresh_)) {
-        throw Failed("there are " + now.text() + " instead of " + fresh_.text());
+    // Of a visitor that died the owner has to notice it.
+    if (!within_ms(limit_us / 1000, [this] { return system_v() == fresh_; })) {
+        throw Failed("there are " + system_v().text() + " instead of " + fresh_.text());
     }
     stage_.expect_whole_store();
 }

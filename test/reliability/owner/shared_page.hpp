@@ -17,7 +17,7 @@ inline constexpr std::size_t modules = 3;      // two that save, one that reads
 inline constexpr std::size_t savers = 2;       // the first of them
 inline constexpr std::size_t saved_kinds = 4;  // a number for each mode of saving, and a text
 
-// Written by the module.
+// Written by the module; by the first process when it has killed the module.
 struct ModuleState {
     std::atomic<std::uint32_t> lives;          // joins
     std::atomic<std::uint32_t> restarts;       // as the library counts them
@@ -30,9 +30,11 @@ struct ModuleState {
     std::atomic<std::uint32_t> first_work_us;  // the first of these since the last join; 0: none
     std::atomic<std::uint32_t> worked_us;      // when it last did all of its work with success
     std::atomic<std::uint32_t> compared;       // values that were compared with what was saved
+    std::atomic<std::uint32_t> alone;          // times it did all that it can do without an owner
+    std::atomic<std::uint32_t> alone_us;       // the longest of these
 };
 
-// Written by the saver.
+// Written by the saver; by the first process before what was saved is given up.
 struct SavedState {
     std::atomic<std::int32_t> attempted;  // the last number that a save was begun with
     std::atomic<std::int32_t> reported;   // the last one whose save was reported as done
@@ -46,7 +48,12 @@ struct SharedPage {
     std::array<ModuleState, modules> module;
     std::array<std::array<SavedState, saved_kinds>, savers> saved;
     std::atomic<std::uint32_t> is_quiet;  // by the first process: modules do nothing
+    std::atomic<std::uint32_t> is_alone;  // by it: the owner was killed, the next has not begun
     std::atomic<Visit> visit;             // by the first process and the visitor, in turns
+    std::atomic<std::uint32_t> grown;     // by visitors: how often the valve's text grew
+    std::atomic<std::int32_t> queue;      // by a visitor: its queue
+    std::atomic<std::uint32_t> kills;     // by the first process: modules that it killed
+    std::atomic<std::uint32_t> refused;   // by all: reads of what one of these left half written
     std::atomic<std::uint32_t> failures;  // who counts it from 0 writes the text, and then 2
     std::array<char, 1000> failure;
 };

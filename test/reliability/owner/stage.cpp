@@ -1,5 +1,8 @@
 #include "stage.hpp"
 
+#include <sys/ipc.h>
+#include <sys/msg.h>
+
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
@@ -73,8 +76,9 @@ Stage::Stage() {
     }
     directory_ = name;
     make_page(path("page"));
-    std::ofstream(path("chip")) << "5\n";
-    std::ofstream(path("profile.json")) << profile(path("chip"));
+    set_chip(5);
+    std::ofstream(path("dial")) << "0\n";
+    std::ofstream(path("profile.json")) << profile(path("chip"), path("dial"));
 }
 
 Stage::~Stage() {
@@ -134,11 +138,45 @@ std::vector<std::string> Stage::module_command(const std::string& word) const {
     return {KILL_OWNER_MODULE_PATH, path("page"), path("run"), word};
 }
 
+void Stage::set_chip(int level) const {
+    std::ofstream(path("chip")) << level << '\n';
+}
+
+void Stage::fill_queue(std::int32_t queue) {
+    struct {
+        long type = 1;
+        char text[4000] = {};
+    } message;
+    for (const std::size_t bytes : {sizeof message.text, std::size_t{1}}) {
+        while (msgsnd(queue, &message, bytes, IPC_NOWAIT) == 0) {
+        }
+    }
+}
+
+void Stage::start_module(std::size_t number) {
+    const std::string word = std::to_string(number);
+    modules_.at(number) = std::make_unique<Process>(module_command(word), path("module" + word),
+                                                    path("module" + word));
+}
+
+void Stage::kill_modules(const std::vector<std::size_t>& victims) {
+    for (const std::size_t victim : victims) {
+        modules_.at(victim)->signal(SIGKILL);
+    }
+    for (const std::size_t victim : victims) {
+        modules_.at(victim).reset();
+        ModuleState& state = page().module.at(victim);
+        state.is_lost = 1;
+        state.joined_us = 0;
+        state.first_work_us = 0;
+        state.worked_us = 0;
+        state.restarts = 0;
+    }
+}
+
 void Stage::start_modules() {
     for (std::size_t number = 0; number < modules; ++number) {
-        const std::string word = std::to_string(number);
-        modules_.at(number) = std::make_unique<Process>(module_command(word), path("module" + word),
-                                                        path("module" + word));
+        start_module(number);
     }
 }
 
@@ -160,7 +198,7 @@ void Stage::expect_modules_live() {
         throw Failed(failure);
     }
     for (std::size_t number = 0; number < modules; ++number) {
-        if (modules_.at(number)->has_ended()) {
+        if (modules_.at(number) && modules_.at(number)->has_ended()) {
             throw Failed(std::string(module_names.at(number)) + " ended with status " +
                          std::to_string(modules_.at(number)->wait()) + "; it said:\n" +
                          content_of(path("module" + std::to_string(number))));

@@ -50,6 +50,14 @@ public:
     // Gives the moment before the kill.
     std::uint32_t kill_owner();
 
+    // What the hardware says from now on.
+    void set_chip(int level) const;
+    // Puts messages that are none into a queue until it is full.
+    static void fill_queue(std::int32_t queue);
+
+    void start_module(std::size_t number);
+    // All at once.
+    void kill_modules(const std::vector<std::size_t>& victims);
     void start_modules();
     // Ends them as they should be ended.
     void stop_modules();

@@ -3,9 +3,11 @@
 
 #include <lom.h>
 #include <moxhost/moxhost.h>
+#include <moxhost/operator.h>
 #include <unistd.h>
 
 #include <cstdio>
+#include <thread>
 
 #include "model.hpp"
 #include "shared_page.hpp"
@@ -32,15 +34,84 @@ int told(gboolean is_done, GError* error) {
 
 int join(const char* run_dir) {
     GError* error = nullptr;
-    module = moxhost_join(run_dir, "visitor", MODULE_APP, &error);
+    // The operator's calls are for this type only.
+    module = moxhost_join(run_dir, "visitor", MODULE_INTERFACE, &error);
     return told(module != nullptr ? TRUE : FALSE, error);
 }
 
 int copy_all() {
-    for (const char* const object : {"chip", "level", "Tank", "Store0", "Store1", "Kept0:C"}) {
+    for (const char* const object :
+         {"chip", "level", "Tank", "Store0", "Store1", "Kept0:C", valve}) {
         lom_get_object_handle(object);
     }
     return 0;
+}
+
+// A text that is longer than the valve's last one was.
+GVariant* longer_text() {
+    constexpr std::uint32_t step = 50;
+    constexpr std::uint32_t turns = 100;  // an event must carry it
+    return g_variant_new_string(std::string(300 + step * (++page().grown % turns), 'n').c_str());
+}
+
+// What changes the valve, in the owner.
+int change(const std::string& operation) {
+    GError* error = nullptr;
+    if (operation == "apply") {
+        const auto goal = static_cast<gint32>(++page().grown);
+        return told(
+            moxhost_apply_property(module, valve, "Goal", g_variant_new_int32(goal), &error),
+            error);
+    }
+    if (operation == "grow") {
+        return told(moxhost_set_property(module, valve, "Note", longer_text(), &error), error);
+    }
+    if (operation == "set") {
+        return told(moxhost_operator_set(module, valve, "Note", longer_text(), &error), error);
+    }
+    if (operation == "override") {
+        return told(moxhost_operator_override(module, valve, "Note", g_variant_new_string("forced"),
+                                              &error),
+                    error);
+    }
+    return 2;
+}
+
+// Gives the lock up that the owner waits for, and waits for what the owner was asked for.
+int unlock(const char* object, std::thread& asking) {
+    lom_unlock_object(lom_name_to_handle(object));
+    if (asking.joinable()) {
+        asking.join();
+    }
+    return 0;
+}
+
+// What the owner is asked for while it cannot get the lock.
+std::thread asking;
+const char* locked = nullptr;
+
+int lock(const std::string& what) {
+    locked = what == "refresh" ? sensor : valve;
+    if (lom_lock_object(lom_get_object_handle(locked)) != MOX_OK) {
+        return 1;
+    }
+    if (what != "refresh") {  // that comes by itself
+        asking = std::thread([what] { change(what); });
+    }
+    return 0;
+}
+
+// As a module leaves a value that is killed in the middle of a write.
+void leave_half_written() {
+    guint32 size = 0;
+    gpointer copy = nullptr;
+    if (lom_get_object_handle(valve) == 0 ||
+        lom_copy_object(valve, &size, &copy, 0, FALSE) != MOX_OK) {
+        return;
+    }
+    g_atomic_int_or(&static_cast<OBJECT_HEAD_S*>(copy)->property_entry->state.all,
+                    PROPERTY_STATE_HALF_WRITTEN);
+    g_free(copy);
 }
 
 int operate(const char* run_dir, const std::string& operation) {
@@ -52,11 +123,15 @@ int operate(const char* run_dir, const std::string& operation) {
     if (operation == "unplug") {
         return told(moxhost_unplug_board(module, board, nullptr, &error), error);
     }
+    if (operation == "full") {
+        return moxhost_messages_lost(module) > 0 ? 0 : 1;  // otherwise it was not full
+    }
+    if (operation == "restore") return told(moxhost_restore_defaults(module, &error), error);
     if (operation == "leave") {
         moxhost_leave(module);
         return 0;
     }
-    return 2;
+    return locked != nullptr ? unlock(locked, asking) : change(operation);
 }
 
 // What an operation needs to find.
@@ -68,8 +143,21 @@ int prepare(const char* run_dir, const std::string& operation) {
     if (status != 0 || module == nullptr) {
         return 1;
     }
-    if (operation == "leave") {
+    if (operation == "leave" || operation == "clean-up") {
         copy_all();
+        moxhost_listen(module, "Sensor", "Level", nullptr);
+    }
+    if (operation == "clean-up") {
+        leave_half_written();
+    }
+    if (operation == "full") {
+        page().queue = moxhost_reg_info(module)->msg_que_id;
+        return moxhost_listen(module, "Sensor", "Level", nullptr) != FALSE ? 0 : 1;
+    }
+    // Another visitor's override would refuse what changes the text.
+    moxhost_operator_cancel(module, valve, "Note", nullptr);
+    if (operation.rfind(locked_prefix, 0) == 0) {
+        return lock(operation.substr(locked_prefix.size()));
     }
     if (operation == "plug") {
         // Refused when it is not plugged, which is as good.
