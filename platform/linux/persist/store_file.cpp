@@ -50,7 +50,12 @@ bool is_taken(const std::string& name) {
 }
 
 gint32 make_one_directory(const std::string& path) {
-    if (::mkdir(path.c_str(), 0700) == 0) return synchronise_directory(parent_of(path));
+    if (::mkdir(path.c_str(), 0700) == 0) {
+        const gint32 code = synchronise_directory(parent_of(path));
+        // The next try makes it anew, and does not take it for one that is on the storage.
+        if (code != PER_OK) ::rmdir(path.c_str());
+        return code;
+    }
     struct stat status {};
     const int cause = errno;
     if (::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) return PER_OK;
@@ -66,7 +71,13 @@ gint32 make_directory(const std::string& path) {
         const gint32 code = make_one_directory(path.substr(0, end));
         if (code != PER_OK) return code;
     }
-    return make_one_directory(path);
+    const bool was_there = exists(path);
+    const gint32 code = make_one_directory(path);
+    const std::string parent = parent_of(path);
+    // Whoever made it may have been killed before its name was on the storage. Where the parent
+    // cannot be listed, it was not made here.
+    const bool is_in_doubt = code == PER_OK && was_there && ::access(parent.c_str(), R_OK) == 0;
+    return is_in_doubt ? synchronise_directory(parent) : code;
 }
 
 gint32 make_file(const std::string& path) {
@@ -78,7 +89,8 @@ gint32 make_file(const std::string& path) {
     const int cause = errno;
     struct stat status {};
     if (cause == EEXIST && ::stat(path.c_str(), &status) == 0) {
-        if (S_ISREG(status.st_mode)) return PER_OK;
+        // Whoever made it may have been killed before its name was on the storage.
+        if (S_ISREG(status.st_mode)) return synchronise_directory(parent_of(path));
         warn("%s: something that is no file is in the way", path.c_str());
         return PER_ERROR_FILE_OPEN_FAIL;
     }
