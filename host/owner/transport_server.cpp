@@ -52,23 +52,21 @@ TransportServer::TransportServer(const std::string& run_dir, const std::optional
     }
     unlink(socket_path_.c_str());
     GDBusAuthObserver* const observer = make_observer(group);
-    gchar* const guid = g_dbus_generate_guid();
-    GError* error = nullptr;
-    server_ = g_dbus_server_new_sync(address.c_str(), G_DBUS_SERVER_FLAGS_NONE, guid, observer,
-                                     nullptr, &error);
-    g_free(guid);
-    g_object_unref(observer);
-    if (server_ == nullptr) {
-        const std::string cause = error->message;
-        g_error_free(error);
-        throw StartError{"socket " + socket_path_ + " cannot be made: " + cause};
+    try {
+        door_ = std::make_unique<FrontDoor>(
+            socket_path_, observer,
+            [this](GDBusConnection* connection) { return admit(connection); });
+        set_modes(group);
+        door_->open();
+    } catch (const StartError&) {
+        g_object_unref(observer);
+        unlink(socket_path_.c_str());
+        throw;
     }
-    set_modes(group);
-    g_signal_connect(server_, "new-connection", G_CALLBACK(on_new_connection), this);
-    g_dbus_server_start(server_);
+    g_object_unref(observer);
 }
 
-// The server does not take connections yet.
+// Nobody can connect yet.
 void TransportServer::set_modes(const std::optional<OwnerGroup>& group) const {
     constexpr mode_t private_mode = 0600;
     constexpr mode_t group_mode = 0660;
@@ -76,17 +74,13 @@ void TransportServer::set_modes(const std::optional<OwnerGroup>& group) const {
         (!group || chown(socket_path_.c_str(), static_cast<uid_t>(-1), group->id) == 0) &&
         chmod(socket_path_.c_str(), group ? group_mode : private_mode) == 0;
     if (!is_done) {
-        const std::string cause = std::generic_category().message(errno);
-        g_object_unref(server_);
-        unlink(socket_path_.c_str());
-        throw StartError{"the modes of socket " + socket_path_ + " cannot be set: " + cause};
+        throw StartError{"the modes of socket " + socket_path_ +
+                         " cannot be set: " + std::generic_category().message(errno)};
     }
 }
 
 TransportServer::~TransportServer() {
-    g_signal_handlers_disconnect_by_data(server_, this);
-    g_dbus_server_stop(server_);
-    g_object_unref(server_);
+    door_.reset();
     while (!clients_.empty()) {
         drop(clients_.begin()->first);
     }
@@ -102,11 +96,6 @@ void TransportServer::tell_modules(const char* signal, GVariant* arguments) {
                                           wire::interface_name, signal, owned.get(), nullptr);
         }
     }
-}
-
-gboolean TransportServer::on_new_connection(GDBusServer*, GDBusConnection* connection,
-                                            gpointer self) {
-    return static_cast<TransportServer*>(self)->admit(connection) ? TRUE : FALSE;
 }
 
 bool TransportServer::admit(GDBusConnection* connection) {

@@ -5,9 +5,11 @@
 #include <gio/gio.h>
 
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 
+#include "owner/front_door.hpp"
 #include "owner/owner_group.hpp"
 #include "owner/owner_methods.hpp"
 
@@ -39,8 +41,6 @@ private:
         gulong closed_handler = 0;
     };
 
-    static gboolean on_new_connection(GDBusServer* server, GDBusConnection* connection,
-                                      gpointer self);
     static void on_closed(GDBusConnection* connection, gboolean by_peer, GError* error,
                           gpointer self);
     static void on_call(GDBusConnection* connection, const gchar* sender, const gchar* object_path,
@@ -53,8 +53,8 @@ private:
 
     std::string socket_path_;
     OwnerMethods& methods_;
-    GDBusServer* server_ = nullptr;
     std::map<GDBusConnection*, Client> clients_;
+    std::unique_ptr<FrontDoor> door_;
 };
 
 }  // namespace mox::host
