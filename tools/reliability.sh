@@ -56,7 +56,7 @@ every_test() {
 
 tools/build.sh 32-release moxd moxctl kill_modules kill_owner full_queues soak
 tools/build.sh 64-tsan races
-tools/build.sh 32-asan exhaustion_model exhaustion_store exhaustion_system
+tools/build.sh 32-asan exhaustion_model exhaustion_store exhaustion_system exhaustion_transport
 
 release=build/32-release
 keep_rows "modules killed" "$release/kill_modules" "${length[@]}"

@@ -48,16 +48,27 @@ PersistCall call_of(PersistAction action, const gchar* object, const gchar* name
     return call;
 }
 
-// Records a call and gives the code that it shall return; the caller holds the mutex.
-gint32 record(PersistCall call) {
-    const auto answer = state.answers.find(call.action);
-    state.calls.push_back(std::move(call));
+// The code that the next call of this kind shall return; the caller holds the mutex.
+gint32 next_code(PersistAction action) {
     if (state.calls_until_failure == 1) {
         if (!state.fails_from_then_on) state.calls_until_failure = 0;
         return state.planned_code;
     }
     if (state.calls_until_failure > 1) --state.calls_until_failure;
+    const auto answer = state.answers.find(action);
     return answer == state.answers.end() ? PER_OK : answer->second;
+}
+
+// What a recorded call returns; the caller holds the mutex.
+gint32 returns(gint32 code) {
+    return state.calls.back().code = code;
+}
+
+// Records a call and gives the code that it shall return; the caller holds the mutex.
+gint32 record(PersistCall call) {
+    const gint32 code = next_code(call.action);
+    state.calls.push_back(std::move(call));
+    return returns(code);
 }
 
 ItemKey key_of(const PersistCall& call) {
@@ -184,11 +195,11 @@ gint32 cfg_read_v2(const gchar* object_name, const gchar* name, CFG_READ_S* read
     const std::scoped_lock lock{mutex};
     const gint32 code = record(std::move(call));
     if (read == nullptr || read->type != nullptr || read->size != 0 || read->data_out != nullptr) {
-        return PER_ERROR_PARA_2_INVALID;
+        return returns(PER_ERROR_PARA_2_INVALID);
     }
     const auto found = state.items.find(key);
     if (code < PER_OK || found == state.items.end()) {
-        return code < PER_OK ? code : static_cast<gint32>(PER_ERROR_CFG_ITEM_NOT_INITED);
+        return returns(code < PER_OK ? code : gint32{PER_ERROR_CFG_ITEM_NOT_INITED});
     }
     hand_out(read, found->second.type, found->second.bytes);
     return code;
@@ -216,7 +227,7 @@ gint32 cfg_is_saved(const gchar* object_name, const gchar* name, gboolean has_pr
     const std::scoped_lock lock{mutex};
     const gint32 code = record(std::move(call));
     if (saved == nullptr) {
-        return PER_ERROR_PARA_4_INVALID;
+        return returns(PER_ERROR_PARA_4_INVALID);
     }
     if (code >= PER_OK) *saved = state.items.contains(key) ? TRUE : FALSE;
     return code;

@@ -74,6 +74,11 @@ inline std::string text_of_file(int file) {
     return text;
 }
 
+// Failures of this test that were reported so far; a child begins with those of its parent.
+inline int reported_failures() {
+    return ::testing::UnitTest::GetInstance()->current_test_info()->result()->total_part_count();
+}
+
 template <typename Body>
 ForkedRun run_forked(Body&& body) {
     const int printed = memfd_create("printed", MFD_CLOEXEC);
@@ -83,9 +88,10 @@ ForkedRun run_forked(Body&& body) {
         dup2(printed, STDOUT_FILENO);
         dup2(printed, STDERR_FILENO);
         alarm(60);
+        const int failures_before = reported_failures();
         body();
         std::fflush(stdout);
-        _exit(::testing::Test::HasFailure() || heap_has_leaks() ? 1 : 0);
+        _exit(reported_failures() != failures_before || heap_has_leaks() ? 1 : 0);
     }
     int status = 0;
     const bool is_reaped = child > 0 && waitpid(child, &status, 0) == child;

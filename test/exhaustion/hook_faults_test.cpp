@@ -15,8 +15,9 @@ namespace {
 
 constexpr gint32 module_id = 5;
 
-enum class Hook { copy, modify, get, save, get_saved };
-constexpr Hook all_hooks[] = {Hook::copy, Hook::modify, Hook::get, Hook::save, Hook::get_saved};
+enum class Hook { copy, modify, get, save, get_saved, check };
+constexpr Hook all_hooks[] = {Hook::copy, Hook::modify,    Hook::get,
+                              Hook::save, Hook::get_saved, Hook::check};
 
 // Which call of which hook fails, and with what.
 struct HookPlan {
@@ -25,11 +26,14 @@ struct HookPlan {
     bool from_then_on = false;
     gint32 code = 0;
     guint calls = 0;
+    guint failures = 0;
 
     bool fails(Hook called) {
         if (called != hook) return false;
         ++calls;
-        return n != 0 && (calls == n || (from_then_on && calls > n));
+        const bool fails_now = n != 0 && (calls == n || (from_then_on && calls > n));
+        if (fails_now) ++failures;
+        return fails_now;
     }
 };
 
@@ -87,12 +91,17 @@ gint32 get_saved_hook(const gchar* object, const gchar* name, CFG_READ_S* read, 
     return cfg_read_v2(object, name, read, has_prefix, mode);
 }
 
+gint32 check_hook(const gchar*, const gchar*) {
+    return plan.fails(Hook::check) ? plan.code : gint32{MOX_OK};
+}
+
 void install_hooks() {
     lom_set_copy_func(copy_hook);
     lom_set_modify_func(modify_hook);
     lom_set_remote_get_property_func(get_hook);
     lom_set_remote_save_property_func(save_hook);
     lom_set_remote_get_saved_value_func(get_saved_hook);
+    lom_set_override_check_func(check_hook);
     lom_set_bitmap_id(module_id);
 }
 
@@ -115,14 +124,55 @@ void read_live(OBJ_HANDLE fan) {
     g_free(package.data);
 }
 
+bool is_overridden(OBJ_HANDLE fan) {
+    const OBJECT_HEAD_S* const record = record_of(lom_handle_to_name(fan));
+    return record != nullptr && property_of(record->object_name, "Label").state.bit.override != 0;
+}
+
+std::string stored_text(OBJ_HANDLE fan) {
+    return stored_value(lom_handle_to_name(fan), "Label");
+}
+
+void cancel_override(OBJ_HANDLE fan) {
+    const bool was_overridden = is_overridden(fan);
+    const gint32 code =
+        lom_override_property_value(fan, "Label", nullptr, PROPERTY_CANCEL_OVERRIDE, nullptr);
+    gives("lom_override_property_value", code);
+    EXPECT_EQ(is_overridden(fan), code != MOX_OK && was_overridden);
+}
+
+// What is refused changes nothing, and nobody is told.
+void override_with_longer(OBJ_HANDLE fan, std::size_t length) {
+    const std::string before = stored_text(fan);
+    const bool was_overridden = is_overridden(fan);
+    const gsize sent = fake::osal::send_calls();
+    gboolean is_taken = FALSE;
+    const Value longer = owned(g_variant_new_string(std::string(length, 'y').c_str()));
+    const gint32 code =
+        lom_override_property_value(fan, "Label", longer.get(), PROPERTY_OVERRIDE, &is_taken);
+    gives("lom_override_property_value", code);
+    if (code == MOX_OK) {
+        EXPECT_TRUE(is_overridden(fan));
+        EXPECT_GT(fake::osal::send_calls(), sent);
+        return;
+    }
+    EXPECT_EQ(is_overridden(fan), was_overridden);
+    EXPECT_EQ(fake::osal::send_calls(), sent);
+    if (plan.hook == Hook::check) {
+        EXPECT_FALSE(is_taken);
+        EXPECT_EQ(stored_text(fan), before);
+    }
+}
+
 // Values that outgrow their room, each longer than the one before; what is stored is the new text
 // or the old one.
 void write_longer(OBJ_HANDLE fan, std::size_t length) {
+    cancel_override(fan);
     GVariant* before = nullptr;
     lom_get_property_value(fan, "Label", FALSE, &before, FALSE);
     const Value text = owned(g_variant_new_string(std::string(length, 'x').c_str()));
     const gint32 code = lom_set_property_value(fan, "Label", text.get(), PER_MODE_NOSUPPORT, FALSE);
-    gives("lom_set_property_value", code);
+    gives("lom_set_property_value", code, is_overridden(fan) ? gint32{MOX_ERR_OVERRIDDEN} : 0);
     GVariant* after = nullptr;
     gives("lom_get_property_value", lom_get_property_value(fan, "Label", FALSE, &after, FALSE));
     if (before != nullptr && after != nullptr) {
@@ -130,24 +180,35 @@ void write_longer(OBJ_HANDLE fan, std::size_t length) {
     }
     if (before != nullptr) g_variant_unref(before);
     if (after != nullptr) g_variant_unref(after);
-    const Value longer = owned(g_variant_new_string(std::string(length + 20, 'y').c_str()));
-    gives("lom_override_property_value",
-          lom_override_property_value(fan, "Label", longer.get(), PROPERTY_OVERRIDE, nullptr));
-    gives("lom_override_property_value",
-          lom_override_property_value(fan, "Label", nullptr, PROPERTY_CANCEL_OVERRIDE, nullptr));
+    override_with_longer(fan, length + 20);
+    cancel_override(fan);
 }
 
+// The owner's store answers through the hook: its codes are handed on as they are, and nothing is
+// told to be saved that is not.
 void save_remotely(OBJ_HANDLE fan) {
     const Value speed = owned(g_variant_new_uint32(7));
     for (const PER_MODE_E mode : {PER_MODE_PERMANENT, PER_MODE_RESET}) {
-        gives("lom_save_property_value",
-              lom_save_property_value(fan, "Speed", speed.get(), mode, TRUE, FALSE));
+        guint failures = plan.failures;
+        gint32 code = lom_save_property_value(fan, "Speed", speed.get(), mode, TRUE, FALSE);
+        gives("lom_save_property_value", code);
+        EXPECT_TRUE(plan.failures == failures || code == plan.code) << code;
+        failures = plan.failures;
         GVariant* saved = nullptr;
-        const gint32 code = lom_get_saved_value(fan, "Speed", &saved, mode, TRUE);
+        code = lom_get_saved_value(fan, "Speed", &saved, mode, TRUE);
         gives("lom_get_saved_value", code, PER_ERROR_CFG_ITEM_NOT_INITED);
+        EXPECT_TRUE(plan.failures == failures || code == plan.code) << code;
         EXPECT_EQ(saved != nullptr, code >= 0);
         if (saved != nullptr) g_variant_unref(saved);
     }
+}
+
+// A record that came by another way than the copy hook's caller.
+void publish_record(const char* name) {
+    OBJECT_HEAD_S* const record = copy_hook(name, std::strlen(name));
+    const OBJ_HANDLE handle = lom_create_object(sizeof *record, record);
+    EXPECT_EQ(handle, record == nullptr ? 0 : lom_name_to_handle(name));
+    g_free(record);
 }
 
 void live_as_module() {
@@ -159,6 +220,7 @@ void live_as_module() {
         save_remotely(lom_name_to_handle(name));
         lom_delete_object(fan);
         gives("lom_get_object_handle", lom_get_object_handle(name));
+        publish_record(name);
         write_longer(lom_name_to_handle(name), 80);
     }
 }
@@ -170,10 +232,11 @@ guint live_through(Hook hook, gint32 code, guint n, bool from_then_on) {
                     .properties = {number<guint32>("Speed", "u", 1200), text("Label", "left"),
                                    number<guint32>("Live", "u", 0, "rw", "Tacho")}});
     }
+    listen("Fan", "Label", 7);
     become_member();
     change_sides(false);
     install_hooks();
-    plan = {hook, n, from_then_on, code, 0};
+    plan = {hook, n, from_then_on, code, 0, 0};
     live_as_module();
     const guint calls = plan.calls;
     check_model();
@@ -181,7 +244,7 @@ guint live_through(Hook hook, gint32 code, guint n, bool from_then_on) {
     live_as_module();
     check_model();
     Library::expect_no_forgotten_reference();
-    forget_objects();
+    lom_detach_objects();
     change_sides(true);
     forget_hooks();
     lom_set_sem_func(osal_process_sem_create, osal_process_sem_free);
@@ -192,26 +255,41 @@ guint live_through(Hook hook, gint32 code, guint n, bool from_then_on) {
     }
     check_model();
     check_pool(0);
+    become_member();
+    change_sides(false);
+    forget_objects();
+    change_sides(true);
     return calls;
 }
 
 class FailingHook : public ::testing::TestWithParam<Hook> {};
 
-TEST_P(FailingHook, LeavesAModuleWithCodesAndTheOwnerWithNothing) {
-    const gint32 code = GetParam() == Hook::save || GetParam() == Hook::get_saved
-                            ? gint32{PER_ERROR_CFG_INIT_FAIL}
-                            : gint32{MOX_ERR_INTERNAL};
+void expect_survived(Hook hook, gint32 code) {
     SharedCount calls;
-    const ForkedRun whole =
-        run_forked([&] { calls.set(live_through(GetParam(), code, 0, false)); });
+    const ForkedRun whole = run_forked([&] { calls.set(live_through(hook, code, 0, false)); });
     ASSERT_TRUE(whole.is_good) << whole.text;
     ASSERT_GE(calls.get(), 4U);
+    std::printf("%u calls, each made to fail alone and with all later ones\n", calls.get());
     for (const bool from_then_on : {false, true}) {
         for (guint n = 1; n <= calls.get(); ++n) {
-            const ForkedRun run =
-                run_forked([&] { live_through(GetParam(), code, n, from_then_on); });
+            const ForkedRun run = run_forked([&] { live_through(hook, code, n, from_then_on); });
             ASSERT_TRUE(run.is_good) << "call " << n << " of " << calls.get() << ":\n" << run.text;
         }
+    }
+}
+
+TEST_P(FailingHook, LeavesAModuleWithCodesAndTheOwnerWithNothing) {
+    expect_survived(GetParam(), GetParam() == Hook::save || GetParam() == Hook::get_saved
+                                    ? gint32{PER_ERROR_CFG_INIT_FAIL}
+                                : GetParam() == Hook::check ? gint32{MOX_ERR_NOT_PERMITTED}
+                                                            : gint32{MOX_ERR_INTERNAL});
+}
+
+TEST(StoreOfTheOwner, HasEveryCodeHandedOnToAModule) {
+    for (gint32 code = PER_ERROR_PARA_0_INVALID; code <= PER_ERROR_CLEAR_CFG_FLAG; ++code) {
+        SCOPED_TRACE(code);
+        expect_survived(Hook::save, code);
+        expect_survived(Hook::get_saved, code);
     }
 }
 

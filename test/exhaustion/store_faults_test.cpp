@@ -1,150 +1,109 @@
-// A store whose file operations fail, each in turn, while it is opened, saved to, read, restored to
-// its defaults and closed.
-#include <moxplat/persist_store.h>
+// A store whose file operations fail, each in turn: those of the database, and the system's calls
+// by which its files come to be.
+#include <cerrno>
 
-#include "../unit/platform/captured_log.hpp"
-#include "failing_files.hpp"
-#include "store_history.hpp"
+#include "store_lives.hpp"
 
 namespace mox::test {
 namespace {
 
-// The stores of this program lie in memory where there is such a place: what comes to the files is
-// looked at, not the disk's speed.
-const int in_memory =
-    std::filesystem::is_directory("/dev/shm") ? setenv("TMPDIR", "/dev/shm", 1) : 0;
-
-class FailingStore : public PersistTest {
+class FailingStore : public StoreOfTwoLives {
 protected:
-    void SetUp() override { ASSERT_EQ(in_memory, 0); }
+    StoreFault of_files(FileFault fault) {
+        return {.plan = [this, fault](unsigned n,
+                                      bool from_then_on) { files_.plan(fault, n, from_then_on); },
+                .calls = [this] { return files_.calls(); }};
+    }
 
-    // Two lives of a store, with everything that is done to one; returns the file operations.
-    unsigned live(FileFault fault, unsigned n, bool from_then_on) {
+    static StoreFault of_system(int error) {
+        return {.plan = [error](unsigned n,
+                                bool from_then_on) { fail_system_call(n, from_then_on, error); },
+                .calls = system_calls};
+    }
+
+    // Makes a store anew with a file that is damaged; returns what the file holds.
+    std::string damaged_store() const {
         std::filesystem::remove_all(state_dir());
         std::filesystem::remove_all(volatile_dir());
-        StoreHistory history;
-        files_.plan(fault, n, from_then_on);
-        open_with_faults();
-        first_life(history);
+        EXPECT_EQ(open_store(), PER_OK);
+        EXPECT_EQ(save("Fan1", "Speed", Value{"uint32 1"}), PER_OK);
         cfg_store_close();
-        open_with_faults();
-        second_life(history);
-        cfg_store_close();
-        const unsigned calls = files_.calls();
-        files_.plan(FileFault::none, 0, false);
-        EXPECT_EQ(open_store(), PER_OK) << "a failure is no damage";
-        history.check_reopened();
-        check_still_works(history);
-        cfg_store_close();
-        EXPECT_TRUE(kept_aside().empty()) << kept_aside();
-        return calls;
+        overwrite(values_file(), 0, "this is no database any more");
+        return content_of(values_file());
     }
 
-    void sweep(FileFault fault, unsigned least_calls, bool from_then_on = false) {
-        const CapturedLog log;
-        const unsigned calls = live(fault, 0, false);
-        ASSERT_GE(calls, least_calls);
-        ASSERT_EQ(log.lines().size(), 0U);
-        std::printf("%u operations, each made to fail%s\n", calls,
-                    from_then_on ? " with all later ones" : "");
-        for (unsigned n = 1; n <= calls && !HasFailure(); ++n) {
-            SCOPED_TRACE("operation " + std::to_string(n));
-            live(fault, n, from_then_on);
+    int files_with(const std::string& content) const {
+        int count = 0;
+        for (const auto& entry : std::filesystem::directory_iterator{state_dir()}) {
+            if (content_of(entry.path().string()) == content) ++count;
         }
+        return count;
     }
-
-private:
-    void open_with_faults() {
-        const gint32 code = open_store();
-        EXPECT_TRUE(code == PER_OK || is_documented_failure(code)) << code;
-    }
-
-    static Value large(char letter) { return {"s", std::string(9000, letter) + '\0'}; }
-
-    static void first_life(StoreHistory& history) {
-        for (const PER_MODE_E mode : {PER_MODE_PERMANENT, PER_MODE_POWER_OFF, PER_MODE_RESET}) {
-            history.save("Speed", mode, Value{"uint32 1"});
-            history.save("Label", mode, large('a'));
-        }
-        history.save_status("Speed", 3);
-        history.save_status("Other", 4);
-        history.check_now();
-        PER_MODE_E mode = PER_MODE_BUTT;
-        const gint32 code = cfg_newest_mode("Fan1", "Speed", FALSE, &mode);
-        EXPECT_TRUE(code == PER_OK || code == PER_ERROR_CFG_ITEM_NOT_INITED ||
-                    is_documented_failure(code))
-            << code;
-    }
-
-    static void second_life(StoreHistory& history) {
-        history.check_now();
-        for (const PER_MODE_E mode : {PER_MODE_PERMANENT, PER_MODE_POWER_OFF, PER_MODE_RESET}) {
-            history.save("Speed", mode, Value{"uint32 2"});
-            history.save("Label", mode, large('b'));
-            gboolean saved = FALSE;
-            const gint32 code = cfg_is_saved("Fan1", "Speed", FALSE, mode, &saved);
-            EXPECT_TRUE(code == PER_OK || is_documented_failure(code)) << code;
-        }
-        history.remove_status("Speed");
-        history.restore_defaults();
-        history.check_now();
-        history.save("Speed", PER_MODE_POWER_OFF, Value{"uint32 3"});
-        history.save_status("Speed", 5);
-        history.check_now();
-    }
-
-    // Without faults every call does what it should again.
-    static void check_still_works(StoreHistory& history) {
-        for (const PER_MODE_E mode : {PER_MODE_PERMANENT, PER_MODE_POWER_OFF, PER_MODE_RESET}) {
-            EXPECT_GE(history.save("Speed", mode, Value{"uint32 9"}), PER_OK);
-        }
-        history.check_reopened();
-    }
-
-    std::string kept_aside() const {
-        std::string names;
-        for (const std::string& directory : {state_dir(), volatile_dir()}) {
-            for (const auto& entry : std::filesystem::directory_iterator{directory}) {
-                const std::string name = entry.path().filename().string();
-                if (name.find("damaged") != std::string::npos) names += name + " ";
-            }
-        }
-        return names;
-    }
-
-    FailingFiles files_;
 };
 
 TEST_F(FailingStore, LosesNothingReportedWhenAnOperationFails) {
-    sweep(FileFault::error, 100);
+    sweep(of_files(FileFault::error), 100);
 }
 
 TEST_F(FailingStore, LosesNothingReportedWhenOperationsFailForGood) {
-    sweep(FileFault::error, 100, true);
+    sweep(of_files(FileFault::error), 100, true);
 }
 
 TEST_F(FailingStore, LosesNothingReportedWhenAWriteIsCutShort) {
-    sweep(FileFault::short_write, 30);
+    sweep(of_files(FileFault::short_write), 30);
 }
 
 TEST_F(FailingStore, LosesNothingReportedWhenThereIsNoRoomOnce) {
-    sweep(FileFault::no_space, 30);
+    sweep(of_files(FileFault::no_space), 30);
 }
 
 TEST_F(FailingStore, LosesNothingReportedWhenThereIsNoMoreRoom) {
-    sweep(FileFault::no_space, 30, true);
+    sweep(of_files(FileFault::no_space), 30, true);
 }
 
 TEST_F(FailingStore, LosesNothingReportedWhenAWriteIsCutShortAndNoMoreRoomIsLeft) {
-    sweep(FileFault::short_write, 30, true);
+    sweep(of_files(FileFault::short_write), 30, true);
 }
 
 TEST_F(FailingStore, LosesNothingReportedWhenASynchronisationFails) {
-    sweep(FileFault::failed_sync, 10);
+    sweep(of_files(FileFault::failed_sync), 10);
 }
 
 TEST_F(FailingStore, LosesNothingReportedWhenSynchronisationsFailForGood) {
-    sweep(FileFault::failed_sync, 10, true);
+    sweep(of_files(FileFault::failed_sync), 10, true);
+}
+
+TEST_F(FailingStore, LosesNothingReportedWhenACallOfTheSystemFails) {
+    for (const int error : {EIO, EMFILE, ENOSPC}) sweep(of_system(error), 40);
+}
+
+TEST_F(FailingStore, LosesNothingReportedWhenCallsOfTheSystemFailForGood) {
+    for (const int error : {EIO, EMFILE, ENOSPC}) sweep(of_system(error), 40, true);
+}
+
+// A damaged file is kept aside, or stays where it is until it can be.
+TEST_F(FailingStore, KeepsADamagedFileWhicheverCallFails) {
+    const CapturedLog log;
+    unsigned calls = 1;
+    for (unsigned n = 0; n <= calls && !HasFailure(); ++n) {
+        SCOPED_TRACE("call " + std::to_string(n));
+        const std::string damage = damaged_store();
+        watch_system_calls(directory());
+        fail_system_call(n, false, EIO);
+        const gint32 code = open_store();
+        cfg_store_close();
+        if (n == 0) calls = system_calls();
+        fail_system_call(0, false, 0);
+        EXPECT_TRUE(code == PER_ERROR_DATA_INVALID || is_documented_failure(code)) << code;
+        const gint32 then = open_store();
+        EXPECT_TRUE(then == PER_OK || then == PER_ERROR_DATA_INVALID) << then;
+        EXPECT_EQ(names_only_in_memory(), std::set<std::string>());
+        EXPECT_EQ(save("Fan1", "Speed", Value{"uint32 2"}), PER_OK);
+        cfg_store_close();
+        watch_system_calls("");
+        EXPECT_EQ(files_with(damage), 1);
+    }
+    EXPECT_GT(calls, 10U);
 }
 
 }  // namespace

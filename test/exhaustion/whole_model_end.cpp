@@ -53,10 +53,13 @@ void WholeModel::replug() {
 
 void WholeModel::end() {
     // What stands for another object goes first.
-    for (const char* const object : {"Other", "View", "Sum", "Fan2", "Fan1", "Board1", "Board2",
-                                     "Spare1", "Spare2", "Tacho", "Cpld", "Fan", "Sensor"}) {
-        const bool is_collection = std::string(object) == "Fan" || std::string(object) == "Sensor";
-        const std::string name = is_collection ? named(object) + ":C" : named(object);
+    for (const char* const object :
+         {"Other", "View", "Sum", "Fan2", "Fan1", "Board1", "Board2", "Spare1", "Spare2", "Tacho",
+          "Cpld", "Fan:C", "Sensor:C", "Loner:C"}) {
+        const std::string whole = object;
+        const std::string::size_type end = whole.find(':');
+        const std::string name =
+            end == std::string::npos ? named(whole) : named(whole.substr(0, end)) + ":C";
         const OBJ_HANDLE handle = lom_get_object_handle(name.c_str());
         if (handle == 0) continue;
         cls_del_object(handle);

@@ -3,6 +3,7 @@
 #include <expression.h>
 #include <lom.h>
 #include <moxfake/driver.h>
+#include <moxfake/persist.h>
 
 #include "../unit/lom/write_fixture.hpp"
 #include "whole_model.hpp"
@@ -56,6 +57,15 @@ void WholeModel::use() {
     share_objects();
     use_aliases();
     send_messages();
+    count_lost_messages();
+    use_classes();
+    use_new_objects();
+    use_collection();
+    use_registry();
+    listen_to_changes();
+    use_pool();
+    use_segment();
+    convert_values();
     read_everything();
     lom_set_modify_func(nullptr);
 }
@@ -122,8 +132,10 @@ void WholeModel::write_value(const std::string& object, const char* property, GV
     const Value value = owned(floating);
     const std::string wanted = printed(value.get());
     const std::string before = stored_value(object, property);
+    const std::size_t asked = fake::persist_calls().size();
     const gint32 code =
         lom_set_property_value(handle_of(object), property, value.get(), mode, FALSE);
+    hands_on("lom_set_property_value", code, asked);
     Codes codes = write_codes;
     if (mode != PER_MODE_NOSUPPORT) codes.insert(save_codes.begin(), save_codes.end());
     gives("lom_set_property_value", code, codes);
@@ -187,36 +199,6 @@ void WholeModel::override_values() const {
           write_codes);
 }
 
-void WholeModel::save_values() const {
-    const std::string name = named("Fan1");
-    const OBJ_HANDLE fan = handle_of(name);
-    const Value level = owned(g_variant_new_byte(4));
-    gives("lom_save_property_value",
-          lom_save_property_value(fan, "d:Level", level.get(), PER_MODE_PERMANENT, FALSE, TRUE),
-          save_codes);
-    gives("lom_save_property_value",
-          lom_save_property_value(fan, "Label", nullptr, PER_MODE_POWER_OFF, FALSE, FALSE),
-          save_codes);
-    GVariant* value = nullptr;
-    const gint32 code = lom_get_saved_value(fan, "d:Level", &value, PER_MODE_PERMANENT, FALSE);
-    gives("lom_get_saved_value", code, save_codes);
-    EXPECT_EQ(value != nullptr, code >= 0);
-    if (value != nullptr) {
-        EXPECT_EQ(g_variant_get_byte(value), 4);
-        g_variant_unref(value);
-    }
-    gboolean is_saved = FALSE;
-    gives("lom_is_property_value_saved",
-          lom_is_property_value_saved(fan, "Label", PER_MODE_POWER_OFF, FALSE, &is_saved),
-          save_codes);
-    for (const bool is_static : {true, false}) {
-        gives("lom_set_property_save_type",
-              lom_set_property_save_type(fan, "Label", is_static ? TRUE : FALSE), save_codes);
-    }
-    gives("lom_reset_property_status", lom_reset_property_status(name.c_str(), "Label", 2),
-          save_codes);
-}
-
 void WholeModel::use_hardware() const {
     const OBJ_HANDLE fan = handle_of(named("Fan1"));
     gchar name[PUB_NAME_LENGTH] = "";
@@ -263,10 +245,14 @@ void WholeModel::share_objects() const {
 void WholeModel::use_aliases() const {
     const OBJ_HANDLE fan = handle_of(named("Fan1"));
     static int data = 0;
-    gives("lom_bind_data", lom_bind_data(fan, &data, nullptr), read_codes);
+    const gint32 bound = lom_bind_data(fan, &data, nullptr);
+    gives("lom_bind_data", bound, read_codes);
+    EXPECT_EQ(lom_get_binded_data(fan), bound == MOX_OK ? &data : nullptr);
     const gint32 code = lom_bind_alias(fan, 0x1A);
     gives("lom_bind_alias", code, lookup_codes);
     EXPECT_EQ(lom_get_with_alias(named("Fan").c_str(), 0x1A), code == MOX_OK ? fan : 0);
+    EXPECT_EQ(lom_get_data_with_alias(named("Fan").c_str(), 0x1A),
+              code == MOX_OK ? lom_get_binded_data(fan) : nullptr);
     gives("lom_unbind_alias", lom_unbind_alias(fan, 0x1A), lookup_codes);
     gives("lom_bind_alias", lom_bind_alias(fan, 0x1B), lookup_codes);
     lom_unbind_all_alias(fan);

@@ -35,6 +35,7 @@ struct PersistCall {
     std::vector<guint8> bytes;    // of a save
     gboolean has_prefix = FALSE;  // of a save, a read or a question
     gint32 mode = 0;              // of these three, too
+    gint32 code = PER_OK;         // what it returned
     guint32 state = 0;            // of a state word's saving
     gsize semaphores_held = 0;    // of the fake's, by the calling thread
     gsize sends_before = 0;       // calls that had sent to a queue by then
