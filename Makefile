@@ -1,11 +1,11 @@
-# The front door. Each target sets up what it needs on Debian 12 (packages, the 32-bit sysroot) and
+# The front door. Each target sets up what it needs on Debian 12 (packages, the 32-bit sysroots) and
 # does nothing twice; the work itself is in CMakePresets.json and tools/.
 #
 # WORDSIZE=32 or WORDSIZE=64 narrows a target to one word size.
 
 .DEFAULT_GOAL := help
 .NOTPARALLEL:
-.PHONY: help demo test reliability build check coverage bench bench-peers bench-check bench-check-accept install package size abi abi-record docs format clean distclean
+.PHONY: help demo test test-arm reliability build check coverage bench bench-peers bench-check bench-check-accept install package size abi abi-record docs format clean distclean
 
 SHELL := /bin/bash
 .SHELLFLAGS := -euo pipefail -c
@@ -22,6 +22,10 @@ demo: ## build for this machine's word size and show two processes sharing one o
 
 test: ## everything: all tests on both word sizes, with sanitizers and optimised, then the checks
 	@tools/test.sh
+
+test-arm: ## the unit and process tests as 32-bit Arm programs, under an emulator; not part of "test"
+	@tools/setup.sh test-arm
+	@tools/test-arm.sh
 
 reliability: ## break it on purpose for a quarter of an hour; the figures in docs/RELIABILITY.md
 	@tools/setup.sh reliability
@@ -98,8 +102,8 @@ format: ## format our C and C++ files
 	@tools/setup.sh test
 	@tools/check-format.sh --fix
 
-clean: ## remove the builds; the 32-bit sysroot stays
-	@rm -rf build/{32,64}-* build/packages
+clean: ## remove the builds; the sysroots stay
+	@rm -rf build/{32,64,arm}-* build/packages
 
 distclean: ## remove build/ altogether
 	@rm -rf build

@@ -19,6 +19,9 @@
 namespace mox::tool {
 namespace {
 
+// Otherwise a file with a large inode number could not be looked at on 32-bit.
+static_assert(sizeof(ino_t) == 8);
+
 std::string error_text(int error) {
     return std::generic_category().message(error);
 }

@@ -46,10 +46,14 @@ packages_bench_peers=(libsystemd-dev dbus-daemon libhiredis-dev redis-tools pyth
 # g++-multilib is avoided: it conflicts with Arm cross compilers.
 packages_32=(g++-12-multilib mmdebstrap patchelf)
 
+# What building and running 32-bit Arm programs needs on top of the tests' packages: a compiler, the emulator, and the
+# tool that makes the sysroot.
+packages_arm=(g++-12-arm-linux-gnueabihf qemu-user mmdebstrap)
+
 # What fuzzing needs on top of the tests' packages.
 packages_reliability=(clang libclang-rt-14-dev)
 
-# The 32-bit libraries, unpacked into build/sysroot-i386 and never installed on the machine.
+# The 32-bit libraries, unpacked into build/sysroot-<architecture> and never installed on the machine.
 packages_sysroot=(
     libc6-dev libc6-dbg libstdc++-12-dev
     libglib2.0-dev libjson-glib-dev libboost1.74-dev

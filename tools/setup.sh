@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
 # Installs what building needs and is not there yet; a second run finds nothing to do and says nothing.
 #
-#   tools/setup.sh demo|test|reliability|bench|bench-check|bench-peers|coverage|install|package|size|abi|docs
+#   tools/setup.sh demo|test|test-arm|reliability|bench|bench-check|bench-peers|coverage|install|package|size|abi|docs
 #
 # WORDSIZE=32 or 64 narrows it to that word size; without it "test", "reliability", "bench", "bench-check", "size" and
-# "abi" take both, the others the machine's own. MOX_SKIP_SETUP=1 turns it off, for machines that get the packages
-# another way.
+# "abi" take both, the others the machine's own; "test-arm" is of 32-bit Arm alone. MOX_SKIP_SETUP=1 turns it off, for
+# machines that get the packages another way.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source tools/packages.sh
@@ -19,22 +19,25 @@ case $level in
     docs) needed=("${packages_docs[@]}") ;;
     abi) needed=("${packages_demo[@]}" "${packages_abi[@]}") ;;
     test) needed=("${packages_demo[@]}" "${packages_test[@]}") ;;
+    test-arm) needed=("${packages_demo[@]}" "${packages_test[@]}" "${packages_arm[@]}") ;;
     reliability) needed=("${packages_demo[@]}" "${packages_test[@]}" "${packages_reliability[@]}") ;;
     bench-check) needed=("${packages_demo[@]}" "${packages_bench_check[@]}") ;;
     bench-peers) needed=("${packages_demo[@]}" "${packages_bench_peers[@]}") ;;
     bench) needed=("${packages_demo[@]}" "${packages_bench[@]}") ;;
     coverage) needed=("${packages_demo[@]}" "${packages_test[@]}" "${packages_coverage[@]}") ;;
     *)
-        say "usage: tools/setup.sh demo|test|reliability|bench|bench-check|bench-peers|coverage|install|package|size|abi|docs"
+        say "usage: tools/setup.sh demo|test|test-arm|reliability|bench|bench-check|bench-peers|coverage|install|package|size|abi|docs"
         exit 2
         ;;
 esac
 [[ -z ${MOX_SKIP_SETUP:-} ]] || exit 0
 
 wordsizes=$(tools/wordsizes.sh "$level")
-needs_sysroot=no
-if [[ $level != docs && " $wordsizes " == *" 32 "* && $(getconf LONG_BIT) == 64 ]]; then
-    needs_sysroot=yes
+sysroot= # the architecture whose libraries are unpacked into build/, if any
+if [[ $level == test-arm ]]; then
+    sysroot=armhf
+elif [[ $level != docs && " $wordsizes " == *" 32 "* && $(getconf LONG_BIT) == 64 ]]; then
+    sysroot=i386
     needed+=("${packages_32[@]}")
 fi
 
@@ -42,7 +45,7 @@ if ! command -v dpkg-query >/dev/null || ! command -v apt-get >/dev/null; then
     say "this is not a Debian system, so nothing can be installed from here."
     say "Install the equivalents of these Debian 12 packages:"
     say "  ${needed[*]}"
-    [[ $needs_sysroot == no ]] || say "and, unpacked for i386 into build/sysroot-i386: ${packages_sysroot[*]}"
+    [[ -z $sysroot ]] || say "and, unpacked for $sysroot into build/sysroot-$sysroot: ${packages_sysroot[*]}"
     say "then run again with MOX_SKIP_SETUP=1."
     exit 1
 fi
@@ -58,7 +61,7 @@ missing_packages() {
 
 mapfile -t missing < <(missing_packages "${needed[@]}")
 if ((${#missing[@]} == 0)); then
-    [[ $needs_sysroot == no ]] || exec tools/sysroot.sh
+    [[ -z $sysroot ]] || exec tools/sysroot.sh "$sysroot"
     exit 0
 fi
 
@@ -68,7 +71,7 @@ if ((EUID != 0)); then
     say "  ${missing[*]}"
     say "Install them with:"
     say "  sudo apt-get update && sudo $install_command"
-    [[ $needs_sysroot == no ]] || say "The 32-bit sysroot is then built without root."
+    [[ -z $sysroot ]] || say "The sysroot of $sysroot is then built without root."
     exit 1
 fi
 
@@ -86,4 +89,4 @@ if ! "${apt[@]}" install -y --no-install-recommends "${missing[@]}" >>"$log" 2>&
     say "When that is mended, run again, or install by hand: apt-get update && $install_command"
     exit 1
 fi
-[[ $needs_sysroot == no ]] || exec tools/sysroot.sh
+[[ -z $sysroot ]] || exec tools/sysroot.sh "$sysroot"

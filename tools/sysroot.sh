@@ -1,5 +1,8 @@
 #!/usr/bin/env bash
-# Makes build/sysroot-i386: the 32-bit libraries, unpacked beside the machine's own and not installed.
+# Makes build/sysroot-<architecture>: the libraries of another architecture, unpacked beside the machine's own and not
+# installed.
+#
+#   tools/sysroot.sh [i386|armhf]     i386 when none is named
 #
 # The directory is there whole or not at all: it is built under another name, stamped with its package
 # list and then renamed. With a stamp that fits there is nothing to do. Needs mmdebstrap and the
@@ -11,8 +14,9 @@ source tools/archive.sh
 
 say() { printf 'setup: %s\n' "$*" >&2; }
 
-sysroot=build/sysroot-i386
-wanted="i386 ${packages_sysroot[*]}"
+architecture=${1:-i386}
+sysroot=build/sysroot-$architecture
+wanted="$architecture ${packages_sysroot[*]}"
 is_current() { [[ -f $sysroot/.packages && $(<"$sysroot/.packages") == "$wanted" ]]; }
 
 is_current && exit 0
@@ -26,25 +30,29 @@ if ! command -v mmdebstrap >/dev/null; then
     exit 1
 fi
 
-find_archive i386 || exit 1
+find_archive "$architecture" || exit 1
 
-say "building the 32-bit sysroot (half a minute, about 350 MB in build/)"
+say "building the sysroot of $architecture (half a minute, about 350 MB in build/)"
 log=build/sysroot.log
 rm -rf "$sysroot.new"
 trap 'rm -rf "$sysroot.new"' EXIT
 packages=$(IFS=,; echo "${packages_sysroot[*]}")
-if ! mmdebstrap --mode=chrootless --variant=extract --architectures=i386 --skip=check/qemu \
+if ! mmdebstrap --mode=chrootless --variant=extract --architectures="$architecture" --skip=check/qemu \
     --include="$packages" "${archive_options[@]}" "$archive_codename" "$sysroot.new" "${archive_mirrors[@]}" >"$log" 2>&1; then
     grep -E '^(E|Err)[: ]' "$log" | tail -n 12 >&2 || tail -n 12 "$log" >&2
-    say "could not build the 32-bit sysroot; the whole log is in $log."
+    say "could not build the sysroot of $architecture; the whole log is in $log."
     say "Is the network there? Nothing half-built was left; run again when that is mended."
-    say "Without it the machine's own word size still works: WORDSIZE=64 make test"
+    [[ $architecture != i386 ]] || say "Without it the machine's own word size still works: WORDSIZE=64 make test"
     exit 1
 fi
 # Development links such as libz.so name their library by an absolute path: make them stay inside.
 find "$sysroot.new/usr/lib" -lname '/*' -print0 | while IFS= read -r -d '' link; do
     ln -sfr "$sysroot.new$(readlink "$link")" "$link"
 done
+# Only libraries and headers are of use. What an emulator found here it would take in place of the machine's own: a
+# device, a system file, a shell.
+find "$sysroot.new" -mindepth 1 -maxdepth 1 ! -name usr ! -name 'lib*' -exec rm -rf {} +
+rm -rf "$sysroot.new"/usr/{bin,sbin}
 printf '%s\n' "$wanted" >"$sysroot.new/.packages"
 rm -rf "$sysroot"
 mv "$sysroot.new" "$sysroot"

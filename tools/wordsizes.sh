@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Prints the word sizes to build for, "32", "64" or "32 64".
 #
-#   tools/wordsizes.sh demo|test|reliability|bench|bench-check|bench-peers|coverage|install|package|size|abi|docs
+#   tools/wordsizes.sh demo|test|test-arm|reliability|bench|bench-check|bench-peers|coverage|install|package|size|abi|docs
 #
 # WORDSIZE in the environment decides; otherwise "test", "reliability", "bench", "bench-check", "size" and "abi" take all
 # that this machine can build and run, and the others its own word size.

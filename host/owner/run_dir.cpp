@@ -15,6 +15,9 @@
 namespace mox::host {
 namespace {
 
+// Otherwise a file with a large inode number could not be looked at on 32-bit.
+static_assert(sizeof(ino_t) == 8);
+
 constexpr mode_t private_mode = 0700;
 constexpr mode_t lock_mode = 0600;
 constexpr mode_t all_modes = 0777;

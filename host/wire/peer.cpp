@@ -18,7 +18,8 @@ std::vector<gid_t> more_groups(int socket) {
     std::vector<gid_t> groups;
     socklen_t bytes = 0;
     while (getsockopt(socket, SOL_SOCKET, SO_PEERGROUPS, groups.data(), &bytes) != 0) {
-        if (errno != ERANGE) {
+        // A system that wants more room and does not say how much would be asked for ever.
+        if (errno != ERANGE || bytes <= groups.size() * sizeof(gid_t)) {
             return {};
         }
         groups.resize(bytes / sizeof(gid_t));

@@ -20,9 +20,10 @@ struct ReadStamp {
 };
 static_assert(__atomic_always_lock_free(sizeof(gint64), nullptr) && sizeof(ReadStamp) == 40);
 
-struct ReadStampTable {
+// The entries follow it, so it is aligned as they are.
+struct alignas(ReadStamp) ReadStampTable {
     guint32 count;
-    guint32 reserved;  // keeps the entries aligned
+    guint32 reserved;
     ReadStamp* entries() { return reinterpret_cast<ReadStamp*>(this + 1); }
 };
 static_assert(sizeof(ReadStampTable) == 8);

@@ -126,6 +126,6 @@ gint32 ipc_msg_send_dump(gint32 ipc_que_id, const gchar* path) {
     const mox::GPtr<void> message(ipc_msg_alloc(length));
     // The bound is the text's own length: its last character gives way to the terminator. Receivers
     // rely on that form.
-    g_strlcpy(reinterpret_cast<gchar*>(mox::payload_of(message.get())), path, length);
+    g_strlcpy(static_cast<gchar*>(mox::payload_of(message.get())), path, length);
     return ipc_msg_send(ipc_que_id, MOX_MSG_DUMP, message.get(), length);
 }

@@ -13,8 +13,12 @@ constexpr gsize kMessageSpare = 4;
 
 namespace mox {
 
-// The payload of a message buffer, behind its header.
-inline guint8* payload_of(gpointer message) {
+// The payload of a message buffer, behind its header: as aligned as that, which is enough for every
+// payload's record.
+static_assert(alignof(MSG_EVENT_DATA_HEAD_S) <= alignof(MOX_MSG_HEAD_S) &&
+              alignof(MSG_NEW_OBJ_EVENT_S) <= alignof(MOX_MSG_HEAD_S) &&
+              alignof(MSG_DEL_RU_EVENT_S) <= alignof(MOX_MSG_HEAD_S));
+inline gpointer payload_of(gpointer message) {
     return static_cast<guint8*>(message) + sizeof(MOX_MSG_HEAD_S);
 }
 

@@ -49,7 +49,7 @@ void flush_port(gpointer key, gpointer value, gpointer user_data) {
     const gsize size = g_variant_get_size(joined);
     const gsize payload_size = size + offsetof(MSG_NEW_OBJ_EVENT_S, data);
     const mox::GPtr<void> message(ipc_msg_alloc(payload_size));
-    auto* notice = reinterpret_cast<MSG_NEW_OBJ_EVENT_S*>(mox::payload_of(message.get()));
+    auto* notice = static_cast<MSG_NEW_OBJ_EVENT_S*>(mox::payload_of(message.get()));
     notice->size = static_cast<guint32>(size);
     notice->position = position;
     mox::store_value(joined, notice->data);

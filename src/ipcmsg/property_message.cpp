@@ -43,7 +43,7 @@ gint32 ipc_msg_delobj_event(gint32 ipc_port, guint32 position) {
         return MOX_ERR_BAD_ARGUMENT;
     }
     const mox::GPtr<void> message(ipc_msg_alloc(sizeof(MSG_DEL_RU_EVENT_S)));
-    reinterpret_cast<MSG_DEL_RU_EVENT_S*>(mox::payload_of(message.get()))->position = position;
+    static_cast<MSG_DEL_RU_EVENT_S*>(mox::payload_of(message.get()))->position = position;
     return ipc_msg_send(ipc_port, MOX_MSG_DEL_OBJECT, message.get(), sizeof(MSG_DEL_RU_EVENT_S));
 }
 
@@ -66,7 +66,7 @@ gint32 ipc_msg_property_event(GSList* listener_list, const gchar* object_name,
     }
     const gsize payload_size = size + offsetof(MSG_EVENT_DATA_HEAD_S, data);
     MessageBlock block(payload_size);
-    auto* event = reinterpret_cast<MSG_EVENT_DATA_HEAD_S*>(mox::payload_of(block.message()));
+    auto* event = static_cast<MSG_EVENT_DATA_HEAD_S*>(mox::payload_of(block.message()));
     mox::copy_text(event->object_name, object_name);
     mox::copy_text(event->property_name, property_name);
     mox::copy_text(event->type, type);

@@ -23,6 +23,9 @@ gchar file_name[64];
 
 namespace {
 
+// Otherwise a directory whose entries have large inode numbers could not be read on 32-bit.
+static_assert(sizeof(dirent::d_ino) == 8);
+
 constexpr gint32 kVerbosityMask = 0x0F;
 constexpr gint32 kSystemLogBit = 0x10;
 constexpr gint32 kFirstStamped = MX_DBG_INSIGHT;

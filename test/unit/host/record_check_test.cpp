@@ -66,6 +66,9 @@ protected:
     std::unique_ptr<Pool> pool_ = std::make_unique<Pool>();
     OBJECT_HEAD_S record_ = {};
     gchar foreign_[64] = "not in the pool";
+    guint32 foreign_bitmap_ = 0;
+    SERIALISED_PROPERTY_S foreign_property_ = {};
+    CLASS_OBJECT_LIST_S foreign_name_ = {};
 };
 
 TEST_F(ReceivedRecord, ThatLiesInThePoolIsTaken) {
@@ -113,7 +116,7 @@ TEST_F(ReceivedRecord, WhoseNameHasNoTerminatorInThePoolIsRefused) {
 }
 
 TEST_F(ReceivedRecord, WithABitmapThatIsForeignOrNotAlignedIsRefused) {
-    record_.ref_bitmap = reinterpret_cast<guint32*>(foreign_);
+    record_.ref_bitmap = &foreign_bitmap_;
     EXPECT_EQ(fault(), "its bitmap leads out of the pool");
     record_.ref_bitmap =
         reinterpret_cast<guint32*>(reinterpret_cast<std::uintptr_t>(pool_->bitmap) + 1);
@@ -121,7 +124,7 @@ TEST_F(ReceivedRecord, WithABitmapThatIsForeignOrNotAlignedIsRefused) {
 }
 
 TEST_F(ReceivedRecord, WithPropertiesOutOfThePoolIsRefused) {
-    record_.property_entry = reinterpret_cast<SERIALISED_PROPERTY_S*>(foreign_);
+    record_.property_entry = &foreign_property_;
     EXPECT_EQ(fault(), "its properties lead out of the pool");
 }
 
@@ -141,7 +144,7 @@ TEST_F(ReceivedRecord, WithPropertiesAlthoughItSaysNoneIsRefused) {
 }
 
 TEST_F(ReceivedRecord, WithANextPropertyOutOfThePoolIsRefused) {
-    first().next_ptr = reinterpret_cast<SERIALISED_PROPERTY_S*>(foreign_);
+    first().next_ptr = &foreign_property_;
     EXPECT_EQ(fault(), "its list of properties leads out of the pool or ends early");
 }
 
@@ -190,7 +193,7 @@ TEST_F(ReceivedRecord, WithoutAListOfNamesIsRefused) {
 TEST_F(ReceivedRecord, WhoseNamesLeadOutOfThePoolOrGoRoundInACircleIsRefused) {
     pool_->names[1].next = pool_->names;
     EXPECT_EQ(fault(), "its list of names leads out of the pool or has no end");
-    pool_->names[1].next = reinterpret_cast<CLASS_OBJECT_LIST_S*>(foreign_);
+    pool_->names[1].next = &foreign_name_;
     EXPECT_EQ(fault(), "its list of names leads out of the pool or has no end");
 }
 

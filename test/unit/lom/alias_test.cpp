@@ -190,7 +190,8 @@ TEST_F(AliasLookup, FindsNothingForAnObjectThatIsGone) {
 TEST_F(AliasLookup, FindsAnObjectThatWasMadeAgain) {
     lom_bind_alias(add_object({.name = "Fan1"}), 7);
     mox::test::delete_object("Fan1");
-    EXPECT_EQ(lom_get_with_alias("Fan", 7), add_object({.name = "Fan1"}));
+    const OBJ_HANDLE fan = add_object({.name = "Fan1"});
+    EXPECT_EQ(lom_get_with_alias("Fan", 7), fan);
 }
 
 bool g_was_alias_lock_free = false;

@@ -219,7 +219,8 @@ TEST_F(PhysicalObjects, WithBrokenListEntriesKeepTheWholeOnes) {
     create_physical_object(table);
     create_physical_object(table);
     g_hash_table_destroy(table);
-    list = g_slist_delete_link(g_slist_delete_link(list, list), list->next);
+    list = g_slist_delete_link(list, list);
+    list = g_slist_delete_link(list, list);
     g_slist_free_full(list, free_has_property);
     register_accessor("A", "C", {text("Kind", "raw"), text("Type", "u")});
     EXPECT_EQ(read_whole<guint32>("A"), value_of<guint32>(0));
