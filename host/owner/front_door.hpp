@@ -1,10 +1,11 @@
 // The listening socket of the owner: each process that connects is let in, or turned away at once.
 //
-// What holds: whoever connects never takes the owner's last descriptors. The library below ends a
+// What holds: nobody takes the owner's last descriptors by connecting. The library below ends a
 // process that has none for itself, and its own server would ask for the next connection without a
 // pause when there is none to take it with; so connections are taken here, one at a time, and only
-// while some descriptors are to spare. Whoever does not identify itself in time is turned away,
-// too.
+// while some descriptors are to spare. Whoever does not identify itself in time is turned away;
+// when many are about to, those that take longest go first, and newcomers wait at the socket.
+// (Descriptors that a visitor sends along with a message are not counted.)
 #ifndef MOXHOST_OWNER_FRONT_DOOR_HPP
 #define MOXHOST_OWNER_FRONT_DOOR_HPP
 
@@ -16,16 +17,19 @@
 
 namespace mox::host {
 
-// For the thread whose thread-default main context it serves in.
+// Serves in the global default main context; for its thread.
 class FrontDoor {
 public:
     // Takes a connection that has identified itself and does not hand on messages yet; false closes
     // it.
     using Admit = std::function<bool(GDBusConnection* connection)>;
+    // Asked when descriptors are short: gives up connections that nobody needs.
+    using MakeRoom = std::function<void()>;
 
-    // Binds the socket; nobody can connect yet. observer: judges who connects; kept. Throws a
-    // StartError.
-    FrontDoor(const std::string& socket_path, GDBusAuthObserver* observer, Admit admit);
+    // Binds the socket; nobody can connect yet. observer: judges who connects, in any thread; kept.
+    // Throws a StartError.
+    FrontDoor(const std::string& socket_path, GDBusAuthObserver* observer, Admit admit,
+              MakeRoom make_room);
     // Who is about to identify itself is turned away. The socket's name stays.
     ~FrontDoor();
     FrontDoor(const FrontDoor&) = delete;
@@ -38,11 +42,14 @@ private:
     struct Visitor;
     struct Doorway;
 
-    static gboolean on_visitors(GSocket* socket, GIOCondition condition, gpointer data);
-    static void on_identified(GObject* source, GAsyncResult* result, gpointer data);
-    static gboolean on_late(gpointer data);
-    static gboolean on_pause_end(gpointer data);
+    static gboolean on_visitors(GSocket* socket, GIOCondition condition, gpointer doorway);
+    static gpointer identify(gpointer visitor);
+    static gboolean on_identified(gpointer visitor);
+    static gboolean on_late(gpointer visitor);
+    static gboolean on_pause_end(gpointer doorway);
     static void watch(Doorway& doorway);
+    static gboolean pause(Doorway& doorway, guint ms);
+    static bool has_room(Doorway& doorway);
     static void let_in(const std::shared_ptr<Doorway>& doorway, GSocket* socket);
 
     std::shared_ptr<Doorway> doorway_;  // a visitor may outlive the door

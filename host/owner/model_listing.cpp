@@ -72,7 +72,7 @@ Source source_of(const OBJECT_HEAD_S& record, SERIALISED_PROPERTY_S& property) {
         return {wire::SourceKind::formula, formula == nullptr ? "" : stored_text(*formula)};
     }
     if (property.accessor != nullptr && property.accessor[0] != '\0') {
-        return {wire::SourceKind::hardware, property.accessor};
+        return {wire::SourceKind::hardware, as_text(property.accessor, PUB_NAME_LENGTH)};
     }
     return {};
 }
@@ -112,7 +112,8 @@ void ModelListing::add_object(GVariantBuilder& list, const std::string& name) co
         object == nullptr ? nullptr : model_.find_class(object->class_name);
     const std::string module = entry == nullptr ? "" : entry->module;
     const ObjectFootprint bytes = footprint_of(*record);
-    g_variant_builder_add(&list, wire::object_info, name.c_str(), record->class_name,
+    g_variant_builder_add(&list, wire::object_info, name.c_str(),
+                          as_text(record->class_name, PUB_NAME_LENGTH).c_str(),
                           or_owner(module, owner_name_).c_str(),
                           object == nullptr ? "" : object->board.c_str(), record->position,
                           record->property_count, bytes.values, bytes.whole, object == nullptr);
@@ -177,18 +178,18 @@ void ModelListing::add_property(GVariantBuilder& list, const OBJECT_HEAD_S& reco
     const std::string type = as_text(property.type, sizeof property.type);
     const PropertyPlace place = model_.find_object(record.object_name) == nullptr
                                     ? PropertyPlace{}
-                                    : model_.follow(record.object_name, property.name);
+                                    : model_.follow(record.object_name, name);
     const PersistMode persist =
         place.property == nullptr ? PersistMode::none : place.property->persist;
     // A counter of 32 bits; the property is there, so no code of failure can come.
     const auto events = static_cast<guint32>(
-        lom_get_property_change_cnt(lom_name_to_handle(record.object_name), property.name, TRUE));
+        lom_get_property_change_cnt(lom_name_to_handle(record.object_name), name.c_str(), TRUE));
     g_variant_builder_add(
         &list, wire::property_info, name.c_str(), type.c_str(), static_cast<gint32>(source.kind),
         source.text.c_str(), read_now(property.state.all),
         static_cast<guint32>(read_now(property.size)),
         static_cast<guint32>(read_now(property.capacity)), static_cast<gint32>(persist),
-        listeners_of(record.class_name, property.name), guint64{events});
+        listeners_of(record.class_name, name.c_str()), guint64{events});
 }
 
 GVariant* ModelListing::property_infos(const std::string& object) const {

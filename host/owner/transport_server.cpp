@@ -9,6 +9,7 @@
 
 #include <cerrno>
 #include <system_error>
+#include <vector>
 
 #include "owner/call_arguments.hpp"
 #include "owner/doorkeeper.hpp"
@@ -55,7 +56,8 @@ TransportServer::TransportServer(const std::string& run_dir, const std::optional
     try {
         door_ = std::make_unique<FrontDoor>(
             socket_path_, observer,
-            [this](GDBusConnection* connection) { return admit(connection); });
+            [this](GDBusConnection* connection) { return admit(connection); },
+            [this] { drop_strangers(); });
         set_modes(group);
         door_->open();
     } catch (const StartError&) {
@@ -116,6 +118,7 @@ bool TransportServer::admit(GDBusConnection* connection) {
     }
     Client& client = clients_[static_cast<GDBusConnection*>(g_object_ref(connection))];
     client.server = this;
+    client.since_us = g_get_monotonic_time();
     client.registration = registration;
     client.closed_handler = g_signal_connect(connection, "closed", G_CALLBACK(on_closed), this);
     return true;
@@ -136,6 +139,21 @@ void TransportServer::drop(GDBusConnection* connection) {
     clients_.erase(found);
     g_dbus_connection_close(connection, nullptr, nullptr, nullptr);
     g_object_unref(connection);
+}
+
+// Who came in and did not join: a module does so at once.
+void TransportServer::drop_strangers() {
+    constexpr gint64 most_us = 2000000;
+    const gint64 now = g_get_monotonic_time();
+    std::vector<GDBusConnection*> strangers;
+    for (const auto& [connection, client] : clients_) {
+        if (client.session.module == nullptr && now - client.since_us > most_us) {
+            strangers.push_back(connection);
+        }
+    }
+    for (GDBusConnection* const stranger : strangers) {
+        drop(stranger);
+    }
 }
 
 void TransportServer::on_call(GDBusConnection* connection, const gchar*, const gchar*, const gchar*,

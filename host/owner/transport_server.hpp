@@ -39,6 +39,7 @@ private:
         Session session;
         guint registration = 0;
         gulong closed_handler = 0;
+        gint64 since_us = 0;
     };
 
     static void on_closed(GDBusConnection* connection, gboolean by_peer, GError* error,
@@ -50,6 +51,7 @@ private:
     void set_modes(const std::optional<OwnerGroup>& group) const;
     bool admit(GDBusConnection* connection);
     void drop(GDBusConnection* connection);
+    void drop_strangers();
 
     std::string socket_path_;
     OwnerMethods& methods_;

@@ -152,7 +152,8 @@ MOX_API void lom_init_accessor(OBJECT_PTR obj_ptr, guint32 property_index, const
  * object's handle, 0 for null. Takes the object-table mutex. */
 MOX_API OBJ_HANDLE lom_add_object(OBJECT_PTR obj_ptr);
 
-/* Marks a record complete: only then can it be copied to other modules. obj_ptr: nullable. */
+/* Marks a record complete: only then can it be copied to other modules. obj_ptr: nullable; nobody
+ * may delete the object between lom_add_object and this call. */
 MOX_API void lom_ready_object(OBJECT_PTR obj_ptr);
 
 /* Publishes a heap copy of a complete record that came from the owner.

@@ -41,9 +41,9 @@ gboolean _get_hardware_data(OBJECT_HEAD_S* object_head, SERIALISED_PROPERTY_S* p
     }
     if (*retv == MOX_OK) {
         const gsize size = mox::read_published(property_node->size);
-        gpointer data = g_try_malloc0(size);
+        gpointer data = size > mox::kLargestValue ? nullptr : g_try_malloc0(size);
         if (data == nullptr && size != 0) {
-            *retv = MOX_ERR_INTERNAL;  // a declared size beyond all memory
+            *retv = MOX_ERR_INTERNAL;  // a declared size beyond any value, or all memory
             return TRUE;
         }
         std::memcpy(ptlv->type, property_node->type, PUB_TYPE_LENGTH);

@@ -50,8 +50,9 @@ std::vector<GVariant*> stored_values(const OBJECT_HEAD_S& object) {
          property = property->next_ptr) {
         GVariant* value = nullptr;
         if (is_readable && !mox::is_reference(*property) && !mox::is_half_written(*property)) {
-            const gsize size =
-                property->data == nullptr ? 0 : std::min(property->size, property->capacity);
+            const bool has_bytes =
+                property->data != nullptr && property->size <= mox::kLargestValue;
+            const gsize size = has_bytes ? std::min(property->size, property->capacity) : 0;
             value = mox::value_of_bytes(property->type, g_memdup2(property->data, size), size);
         }
         values.push_back(value);
