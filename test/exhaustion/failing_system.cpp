@@ -85,6 +85,11 @@ int open_by(const char* function, const char* path, int flags, mode_t mode) {
     return result;
 }
 
+template <typename Status>
+int look_by(const char* function, const char* path, Status* status) {
+    return fails(path) ? -1 : next_of<int(const char*, Status*)>(function)(path, status);
+}
+
 mode_t mode_of(int flags, va_list arguments) {
     return (flags & O_CREAT) != 0 ? static_cast<mode_t>(va_arg(arguments, unsigned)) : 0;
 }
@@ -131,6 +136,26 @@ int open64(const char* path, int flags, ...) {
     const mode_t mode = mode_of(flags, arguments);
     va_end(arguments);
     return open_by("open64", path, flags, mode);
+}
+
+int stat(const char* path, struct stat* status) noexcept {
+    return look_by("stat", path, status);
+}
+
+int stat64(const char* path, struct stat64* status) noexcept {
+    return look_by("stat64", path, status);
+}
+
+int lstat(const char* path, struct stat* status) noexcept {
+    return look_by("lstat", path, status);
+}
+
+int lstat64(const char* path, struct stat64* status) noexcept {
+    return look_by("lstat64", path, status);
+}
+
+int access(const char* path, int mode) noexcept {
+    return fails(path) ? -1 : next_of<int(const char*, int)>("access")(path, mode);
 }
 
 int mkdir(const char* path, mode_t mode) noexcept {

@@ -6,9 +6,10 @@
 //   system_calls()                            calls since the last plan
 //   names_only_in_memory()                    what a loss of power would take
 //
-// What holds: open, mkdir, rename, fsync, rmdir, unlink and close are counted. A call that fails
-// does nothing, but for a close, after which the descriptor is gone as on the system. A name is in
-// memory only from the call that made it to the next synchronisation of its directory. One thread.
+// What holds: open, stat, lstat, access, mkdir, rename, fsync, rmdir, unlink and close are counted.
+// A call that fails does nothing, but for a close, after which the descriptor is gone as on the
+// system. A name is in memory only from the call that made it to the next synchronisation of its
+// directory. One thread.
 #ifndef MOX_TEST_EXHAUSTION_FAILING_SYSTEM_HPP
 #define MOX_TEST_EXHAUSTION_FAILING_SYSTEM_HPP
 

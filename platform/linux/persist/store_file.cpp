@@ -37,9 +37,10 @@ gint32 synchronise_directory(const std::string& path) {
     return PER_ERROR_FILE_WRITE_FAIL;
 }
 
+// What cannot be looked at counts as there: it must not be replaced.
 bool exists(const std::string& path) {
     struct stat status {};
-    return ::lstat(path.c_str(), &status) == 0;
+    return ::lstat(path.c_str(), &status) == 0 || errno != ENOENT;
 }
 
 bool is_taken(const std::string& name) {
@@ -89,8 +90,12 @@ gint32 make_file(const std::string& path) {
     const int cause = errno;
     struct stat status {};
     if (cause == EEXIST && ::stat(path.c_str(), &status) == 0) {
-        // Whoever made it may have been killed before its name was on the storage.
-        if (S_ISREG(status.st_mode)) return synchronise_directory(parent_of(path));
+        // Whoever made it may have been killed before its name was on the storage. A directory that
+        // cannot be listed cannot be synchronised either.
+        if (S_ISREG(status.st_mode)) {
+            const std::string parent = parent_of(path);
+            return ::access(parent.c_str(), R_OK) == 0 ? synchronise_directory(parent) : PER_OK;
+        }
         warn("%s: something that is no file is in the way", path.c_str());
         return PER_ERROR_FILE_OPEN_FAIL;
     }
@@ -107,9 +112,17 @@ bool has_lost_its_file(const std::string& path) {
 }
 
 gint32 set_aside(const std::string& path) {
+    constexpr guint most_kept = 1000;
     guint number = 1;
     std::string name = path + ".damaged-1";
-    while (is_taken(name)) name = path + ".damaged-" + std::to_string(++number);
+    while (is_taken(name) && number < most_kept) {
+        name = path + ".damaged-" + std::to_string(++number);
+    }
+    if (is_taken(name)) {
+        warn("%s: damaged, and no name is free to keep it aside: remove old %s.damaged-* files",
+             path.c_str(), path.c_str());
+        return PER_ERROR_FILE_WRITE_FAIL;
+    }
     for (const char* part : parts) {
         const std::string from = path + part;
         if (std::rename(from.c_str(), (name + part).c_str()) != 0 && errno != ENOENT) {
