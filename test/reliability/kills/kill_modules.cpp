@@ -75,7 +75,8 @@ void kill_at_steps(Ordeal& ordeal, const Operation& operation, Step step, unsign
     for (std::uint64_t part = 0; part < count; ++part) {
         const auto first = static_cast<unsigned>(part * steps / count);
         const auto end = static_cast<unsigned>((part + 1) * steps / count);
-        ordeal.kill_at_step(operation, step, 1 + first + random() % (end - first));
+        ordeal.kill_at_step(operation, step,
+                            1 + std::uniform_int_distribution<unsigned>(first, end - 1)(random));
     }
     std::fprintf(stderr, "%s: %u steps, killed at %u of them; %u kills so far\n", operation.name,
                  steps, count, ordeal.figures().kills);
@@ -88,6 +89,20 @@ std::vector<Operation> chosen(const std::vector<Operation>& operations, const Pl
                      return plan.only.empty() || plan.only == operation.name;
                  });
     return result;
+}
+
+// What a run promises to have tried.
+void expect_all_kinds(const Figures& figures, bool is_short) {
+    if (figures.at_system_calls == 0 || figures.at_instructions == 0 || figures.at_random == 0) {
+        throw Failed("a kind of kill was not tried");
+    }
+    const SharedPage& page = shared_page();
+    if (!is_short && page.survivors[0].half_written + page.survivors[1].half_written == 0) {
+        throw Failed("no kill left a value half written: the run tried nothing of that");
+    }
+    if (!is_short && figures.kills < 1000) {
+        throw Failed("only " + std::to_string(figures.kills) + " kills");
+    }
 }
 
 void kill_all(Ordeal& ordeal, const Plan& plan) {
@@ -114,11 +129,7 @@ void kill_all(Ordeal& ordeal, const Plan& plan) {
     if (ordeal.figures().kills == 0) {
         throw Failed("there is no operation \"" + plan.only + "\"");
     }
-    const SharedPage& page = shared_page();
-    if (!plan.is_short && plan.only.empty() &&
-        page.survivors[0].half_written + page.survivors[1].half_written == 0) {
-        throw Failed("no kill left a value half written: the run tried nothing of that");
-    }
+    if (plan.only.empty()) expect_all_kinds(ordeal.figures(), plan.is_short);
 }
 
 void print_rows(const Ordeal& ordeal, const std::string& pool_at_end) {
