@@ -42,11 +42,12 @@ private:
     struct Visitor;
     struct Doorway;
 
-    static gboolean on_visitors(GSocket* socket, GIOCondition condition, gpointer doorway);
-    static gpointer identify(gpointer visitor);
-    static gboolean on_identified(gpointer visitor);
-    static gboolean on_late(gpointer visitor);
-    static gboolean on_pause_end(gpointer doorway);
+    // data: the doorway, or the visitor.
+    static gboolean on_visitors(GSocket* socket, GIOCondition condition, gpointer data);
+    static gpointer identify(gpointer data);
+    static gboolean on_identified(gpointer data);
+    static gboolean on_late(gpointer data);
+    static gboolean on_pause_end(gpointer data);
     static void watch(Doorway& doorway);
     static gboolean pause(Doorway& doorway, guint ms);
     static bool has_room(Doorway& doorway);
