@@ -24,11 +24,12 @@ struct Plan {
     unsigned at_work;
     unsigned locks;         // with each lock, and half as many that wait for it
     unsigned module_turns;  // of kills of modules of each kind
+    bool has_calls;         // so many that kills in calls must be among them
     unsigned down_ms;       // without an owner
     unsigned at_least;  // in all; a stop may come to its end before its kill, which is none then
 };
-constexpr Plan short_plan = {1, 0, 1, 1, 1, 600, 20};
-constexpr Plan long_plan = {10, 5, 10, 15, 10, 5000, 200};
+constexpr Plan short_plan = {1, 0, 1, 1, 1, false, 600, 20};
+constexpr Plan long_plan = {10, 5, 10, 15, 10, true, 5000, 200};
 
 void kill_modules(Rounds& rounds, unsigned turn, std::mt19937& random) {
     std::uniform_real_distribution<double> share(0.0, 1.0);
@@ -41,6 +42,21 @@ void kill_modules(Rounds& rounds, unsigned turn, std::mt19937& random) {
     rounds.kill_in_restart(other, us(random));
     for (const char* const operation : {"set", "override", "apply", "plug", "copy"}) {
         rounds.kill_in_call(operation, share(random));
+    }
+}
+
+// An operation may be over before the moment of its kill; that all of a kind were is a failure.
+void expect_all_kinds(const Figures& figures, const Plan& plan) {
+    const auto expect = [](unsigned count, const char* kind) {
+        if (count == 0) {
+            throw Failed(std::string("not one kill ") + kind);
+        }
+    };
+    expect(figures.at_steps, "of the owner came at the system call that was chosen");
+    expect(figures.in_locks, "of the owner came while it had an object's lock");
+    expect(figures.before_locks, "of the owner came while it waited for an object's lock");
+    if (plan.has_calls) {
+        expect(figures.in_calls, "of a module came while the owner was at its call");
     }
 }
 
@@ -78,6 +94,7 @@ void run(Rounds& rounds, const Plan& plan, std::mt19937& random) {
     while (rounds.figures().kills < plan.at_least) {
         rounds.kill_at_work();
     }
+    expect_all_kinds(rounds.figures(), plan);
     rounds.end();
 }
 
@@ -122,6 +139,8 @@ void print(const Figures& figures) {
         "defaults, "
         "message to a full queue or clean-up after a module",
         std::to_string(figures.at_steps));
+    test::print_row("of these after which all living modules worked on without an owner within 1 s",
+                    std::to_string(figures.works_alone));
     test::print_row("of these while it had an object's lock, waited for one",
                     std::to_string(figures.in_locks) + ", " + std::to_string(figures.before_locks));
     test::print_row("module kills after which the same held, in all",
@@ -141,6 +160,8 @@ void print(const Figures& figures) {
     test::print_row("module programs executed anew", std::to_string(restarts));
     test::print_row("values compared after a new start with what was reported as saved, all there",
                     std::to_string(compared) + ", " + std::to_string(saves) + " saves");
+    test::print_row("new pools used as the first one was: blocks, bytes of objects, of classes",
+                    std::to_string(figures.pools) + " of " + std::to_string(figures.pools));
     test::print_row("System V objects and damaged files left by killed owners", "0");
 }
 

@@ -85,4 +85,12 @@ std::int32_t number_of(const std::string& text) {
     return is_number && text == text_of(number) ? number : -1;
 }
 
+std::int32_t note_code(const std::string& note) {
+    if (note == forced_note) {
+        return 0;
+    }
+    const bool is_known = !note.empty() && note.find_first_not_of('n') == std::string::npos;
+    return is_known ? static_cast<std::int32_t>(note.size()) : -1;
+}
+
 }  // namespace mox::kill_owner

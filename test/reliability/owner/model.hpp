@@ -22,8 +22,12 @@ inline constexpr const char* live_name = "Live";  // of a store, not saved
 
 inline constexpr const char* sensor = "Tank";  // its Level comes from the chip
 inline constexpr const char* board = "fans";   // not plugged at the start
+inline constexpr const char* board_class = "Fan";
+inline constexpr unsigned board_objects = 3;
 inline constexpr const char* valve =
     "Valve";  // the visitor's: a text Note, and a Goal behind a dial
+inline constexpr const char* note_name = "Note";
+inline constexpr const char* goal_name = "Goal";
 
 // Whether a kind of what is saved is lost by the restore to defaults; it is 0 then.
 inline bool is_lost_by_restore(std::size_t kind) {
@@ -37,6 +41,11 @@ std::string profile(const std::string& chip, const std::string& dial);
 // two halves.
 std::string text_of(std::int32_t number);
 std::int32_t number_of(const std::string& text);
+
+// What stands for a valve's note: its length for one of the letters that visitors write, 0 for the
+// one that is forced, -1 for one that nobody wrote.
+inline constexpr const char* forced_note = "forced";
+std::int32_t note_code(const std::string& note);
 
 }  // namespace mox::kill_owner
 

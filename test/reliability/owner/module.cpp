@@ -13,6 +13,7 @@
 #include <csignal>
 #include <memory>
 
+#include "look.hpp"
 #include "model.hpp"
 #include "shared_page.hpp"
 #include "visit.hpp"
@@ -199,6 +200,14 @@ gboolean work(gpointer data) {
     auto& life = *static_cast<Life*>(data);
     if (life.state().is_lost != 0 && life.state().first_work_us != 0) {
         work_alone(life);
+    }
+    if (life.number == savers && life.state().is_lost == 0 && page().look == Look::wanted) {
+        const std::string cause = look(life.module);
+        if (cause.empty()) {
+            page().look = Look::done;
+        } else if (has_owner(life)) {
+            fail(life, cause);
+        }
     }
     if (life.state().is_lost != 0 || page().is_quiet != 0) {
         return G_SOURCE_CONTINUE;

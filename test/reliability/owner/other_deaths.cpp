@@ -65,13 +65,13 @@ void Rounds::kill_in_lock(const std::string& operation, double part) {
     stage_.owner().trace();
     page().visit = Visit::wanted;
     const unsigned held = stage_.owner().run_in_lock(last);
-    figures_.in_locks += kill_and_check(Then::a_while_alone) && held == last ? 1U : 0U;
+    figures_.in_locks += kill_and_check(Locks::are_there) && held == last ? 1U : 0U;
 }
 
 void Rounds::kill_before_lock(const std::string& operation) {
     doing_ = operation + ", kill while the owner waits for the lock";
     begin_locked(operation);
-    figures_.before_locks += kill_and_check(Then::a_while_alone) ? 1U : 0U;
+    figures_.before_locks += kill_and_check(Locks::are_there) ? 1U : 0U;
     ++figures_.module_kills;
 }
 
@@ -86,8 +86,8 @@ void Rounds::expect_work_alone(std::uint32_t milliseconds) {
         }
         for (std::size_t number = 0; number < modules; ++number) {
             const ModuleState& state = page().module.at(number);
-            const bool has_worked = state.is_lost != 0 && state.first_work_us != 0;
-            if (has_worked &&
+            const bool is_killed = state.first_work_us == 0;
+            if (!is_killed &&
                 !within_ms(limit_us / 1000, [&] { return state.alone != before.at(number); })) {
                 stage_.expect_modules_live();
                 throw Failed(std::string(module_names.at(number)) +
@@ -102,6 +102,7 @@ void Rounds::expect_work_alone(std::uint32_t milliseconds) {
     } while (now_us() - begin < milliseconds * 1000);
     page().is_alone = 0;
     stage_.expect_modules_live();
+    ++figures_.works_alone;
     figures_.down_us = std::max(figures_.down_us, now_us() - begin);
 }
 
@@ -213,6 +214,7 @@ void Rounds::kill_in_call(const std::string& operation, double part) {
     ++figures_.module_kills;
     expect_work_since(moment, {});
     expect_nothing_left();
+    expect_whole_or_none(operation);
     figures_.in_calls += made == step ? 1U : 0U;
 }
 

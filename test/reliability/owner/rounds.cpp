@@ -195,7 +195,7 @@ void Rounds::kill_at_step(const std::string& operation, double part) {
         made = steps_of_operation(operation, step);
     }
     // It may have been over before the step.
-    figures_.at_steps += kill_and_check() && made == step ? 1U : 0U;
+    figures_.at_steps += kill_and_check(locks_in(operation)) && made == step ? 1U : 0U;
 }
 
 void Rounds::kill_at_random(const std::string& operation) {
@@ -209,14 +209,14 @@ void Rounds::kill_at_random(const std::string& operation) {
     } else {
         run_operation(operation, us);
     }
-    kill_and_check();
+    kill_and_check(locks_in(operation));
 }
 
 void Rounds::kill_at_work() {
     const std::uint32_t us = std::uniform_int_distribution<std::uint32_t>(0, 100000)(random_);
     doing_ = "usual work, kill after " + std::to_string(us) + " us";
     usleep(us);
-    kill_and_check();
+    kill_and_check(Locks::are_there);
 }
 
 void Rounds::end() {
@@ -250,7 +250,11 @@ Rounds::JoinedNow Rounds::joined_now() const {
     return result;
 }
 
-bool Rounds::kill_and_check(Then then) {
+Rounds::Locks Rounds::locks_in(const std::string& operation) {
+    return operation == "start" || operation == "stop" ? Locks::may_be_gone : Locks::are_there;
+}
+
+bool Rounds::kill_and_check(Locks locks) {
     const JoinedNow were_joined = joined_now();
     const bool has_stopped = stage_.owner().has_ended();
     const std::uint32_t killed_us = stage_.kill_owner();
@@ -258,12 +262,13 @@ bool Rounds::kill_and_check(Then then) {
     page().is_quiet = 0;
     // A stop may come to its end before its random moment; then it was no kill.
     figures_.kills += has_stopped ? 0U : 1U;
-    if (then == Then::a_while_alone) {
+    const bool is_work_possible = !has_stopped && locks == Locks::are_there;
+    if (is_work_possible) {
         expect_notice(killed_us, were_joined);
         expect_work_alone(0);
     }
     stage_.start_owner();
-    if (!has_stopped && then == Then::next_owner) {
+    if (!has_stopped && !is_work_possible) {
         expect_notice(killed_us, were_joined);
     }
     expect_back();
@@ -328,6 +333,10 @@ void Rounds::expect_back() {
             throw Failed(std::string(module_names.at(number)) +
                          " joined, but did not read and write within 1 s: " + states());
         }
+    }
+    if (compared_pool_of_us_ != stage_.spawned_us()) {
+        expect_same_pool();
+        compared_pool_of_us_ = stage_.spawned_us();
     }
 }
 

@@ -30,11 +30,24 @@ struct Figures {
     unsigned in_restarts = 0;              // while they were executed anew, or just had been
     unsigned in_calls = 0;                 // visitors whose call the owner was at
     unsigned at_once = 0;                  // two at the same moment
+    unsigned works_alone = 0;              // owner kills behind which all worked without one
+    unsigned pools = 0;                    // later ones, used as the first one was
     unsigned restarts = 0;                 // of modules that were killed later
     std::uint32_t down_us = 0;             // the longest time without an owner
     std::uint32_t survivors_us = 0;        // the longest from a module's kill to others' work
     std::vector<std::uint32_t> notice_us;  // from the kill until a module was told
     std::vector<std::uint32_t> back_us;    // from the ready line until a module was joined
+};
+
+// What a pool is used for when all modules have joined: blocks, and bytes as they were requested.
+struct PoolUse {
+    std::uint32_t blocks = 0;
+    std::uint32_t objects = 0;
+    std::uint32_t classes = 0;
+    std::uint32_t removed = 0;
+
+    bool operator==(const PoolUse&) const = default;
+    std::string text() const;
 };
 
 class Rounds {
@@ -87,9 +100,12 @@ private:
     void run_operation(const std::string& operation, std::uint32_t so_long_us);
     void stop_and_expect_notice();
     JoinedNow joined_now() const;
+    // Whether the objects' locks, without which there is no work, are there behind the kill. They
+    // are not in a stop and a start.
+    enum class Locks { are_there, may_be_gone };
+    static Locks locks_in(const std::string& operation);
     // False when the owner had ended by itself.
-    enum class Then { next_owner, a_while_alone };
-    bool kill_and_check(Then then = Then::next_owner);
+    bool kill_and_check(Locks locks);
     void begin_operation(const std::string& operation);
     bool is_over(const std::string& operation, std::int32_t saves) const;
     void end_visitor(const std::string& operation);
@@ -104,12 +120,17 @@ private:
     bool are_back();
     void expect_back();
     void expect_nothing_left() const;  // within 1 s
+    void look();
+    void expect_same_pool();  // as the first one was, within 1 s
+    void expect_whole_or_none(const std::string& operation);
     std::string states() const;
 
     Stage& stage_;
     std::mt19937 random_;
     std::map<std::string, Length> lengths_;
     SystemV fresh_;
+    PoolUse fresh_use_;
+    std::uint32_t compared_pool_of_us_ = 0;  // the owner's start
     Figures figures_;
     std::string doing_;
     std::unique_ptr<Process> visitor_;

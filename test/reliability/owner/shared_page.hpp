@@ -40,6 +40,21 @@ struct SavedState {
     std::atomic<std::int32_t> reported;   // the last one whose save was reported as done
 };
 
+// What the reader has seen of the present owner's pool and model.
+struct Seen {
+    std::atomic<std::uint32_t> blocks;       // of the pool, in use
+    std::atomic<std::uint32_t> objects;      // bytes of the pool, of all objects
+    std::atomic<std::uint32_t> classes;      // of all classes
+    std::atomic<std::uint32_t> removed;      // objects that wait for their copies to go
+    std::atomic<std::uint32_t> is_plugged;   // the board
+    std::atomic<std::uint32_t> board_count;  // of its objects that are there
+    std::atomic<std::int32_t> note;          // the valve's, as note_code gives it
+    std::atomic<std::int32_t> goal;          // the valve's
+};
+
+// How far a look of the reader is.
+enum class Look : std::uint32_t { none, wanted, done };
+
 // How far a visitor is.
 enum class Visit : std::uint32_t { none, ready, wanted, done };
 
@@ -47,6 +62,10 @@ struct SharedPage {
     std::int64_t made_ns;  // written once, before there is another process
     std::array<ModuleState, modules> module;
     std::array<std::array<SavedState, saved_kinds>, savers> saved;
+    std::atomic<Look> look;               // by the first process and the reader, in turns
+    Seen seen;                            // by the reader
+    std::atomic<std::int32_t> valve_old;  // by a visitor: what it is to change, before
+    std::atomic<std::int32_t> valve_new;  // by it: what it asks for
     std::atomic<std::uint32_t> is_quiet;  // by the first process: modules do nothing
     std::atomic<std::uint32_t> is_alone;  // by it: the owner was killed, the next has not begun
     std::atomic<Visit> visit;             // by the first process and the visitor, in turns

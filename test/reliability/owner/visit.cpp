@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <thread>
 
+#include "look.hpp"
 #include "model.hpp"
 #include "shared_page.hpp"
 
@@ -51,7 +52,9 @@ int copy_all() {
 GVariant* longer_text() {
     constexpr std::uint32_t step = 50;
     constexpr std::uint32_t turns = 100;  // an event must carry it
-    return g_variant_new_string(std::string(300 + step * (++page().grown % turns), 'n').c_str());
+    const std::string note(300 + step * (++page().grown % turns), 'n');
+    page().valve_new = note_code(note);
+    return g_variant_new_string(note.c_str());
 }
 
 // What changes the valve, in the owner.
@@ -59,19 +62,21 @@ int change(const std::string& operation) {
     GError* error = nullptr;
     if (operation == "apply") {
         const auto goal = static_cast<gint32>(++page().grown);
+        page().valve_new = goal;
         return told(
-            moxhost_apply_property(module, valve, "Goal", g_variant_new_int32(goal), &error),
+            moxhost_apply_property(module, valve, goal_name, g_variant_new_int32(goal), &error),
             error);
     }
     if (operation == "grow") {
-        return told(moxhost_set_property(module, valve, "Note", longer_text(), &error), error);
+        return told(moxhost_set_property(module, valve, note_name, longer_text(), &error), error);
     }
     if (operation == "set") {
-        return told(moxhost_operator_set(module, valve, "Note", longer_text(), &error), error);
+        return told(moxhost_operator_set(module, valve, note_name, longer_text(), &error), error);
     }
     if (operation == "override") {
-        return told(moxhost_operator_override(module, valve, "Note", g_variant_new_string("forced"),
-                                              &error),
+        page().valve_new = note_code(forced_note);
+        return told(moxhost_operator_override(module, valve, note_name,
+                                              g_variant_new_string(forced_note), &error),
                     error);
     }
     return 2;
@@ -134,6 +139,18 @@ int operate(const char* run_dir, const std::string& operation) {
     return locked != nullptr ? unlock(locked, asking) : change(operation);
 }
 
+// Leaves word of what the operation is to change. Returns the exit status.
+int note_old_value(const std::string& operation) {
+    if (operation != "apply" && operation != "set" && operation != "override") {
+        return 0;
+    }
+    std::int32_t number = 0;
+    const gint32 status = read_valve(operation == "apply" ? goal_name : note_name, number);
+    page().valve_old = number;
+    page().valve_new = number;
+    return status == MOX_OK ? 0 : 1;
+}
+
 // What an operation needs to find.
 int prepare(const char* run_dir, const std::string& operation) {
     if (operation == "join") {
@@ -155,7 +172,7 @@ int prepare(const char* run_dir, const std::string& operation) {
         return moxhost_listen(module, "Sensor", "Level", nullptr) != FALSE ? 0 : 1;
     }
     // Another visitor's override would refuse what changes the text.
-    moxhost_operator_cancel(module, valve, "Note", nullptr);
+    moxhost_operator_cancel(module, valve, note_name, nullptr);
     if (operation.rfind(locked_prefix, 0) == 0) {
         return lock(operation.substr(locked_prefix.size()));
     }
@@ -166,7 +183,7 @@ int prepare(const char* run_dir, const std::string& operation) {
     if (operation == "unplug") {
         moxhost_plug_board(module, board, nullptr);
     }
-    return 0;
+    return note_old_value(operation);
 }
 
 }  // namespace
