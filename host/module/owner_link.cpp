@@ -6,6 +6,7 @@
 #include "wire/directories.hpp"
 #include "wire/interface.hpp"
 #include "wire/peer.hpp"
+#include "wire/spare_descriptors.hpp"
 
 namespace mox::host {
 namespace {
@@ -19,6 +20,9 @@ struct ErrorDelete {
     void operator()(GError* error) const { g_error_free(error); }
 };
 using ErrorPtr = std::unique_ptr<GError, ErrorDelete>;
+
+// What GLib opens while it waits for an answer; it ends the process when it cannot.
+constexpr int descriptors_to_wait = 1;
 
 struct Attempt {
     bool is_done = false;
@@ -170,7 +174,11 @@ void OwnerLink::close() {
         g_signal_handler_disconnect(connection.get(), closed_handler_);
         g_dbus_connection_signal_unsubscribe(connection.get(), subscription_);
         events_ = {};
-        g_dbus_connection_close_sync(connection.get(), nullptr, nullptr);
+        if (wire::missing_descriptors(descriptors_to_wait).empty()) {
+            g_dbus_connection_close_sync(connection.get(), nullptr, nullptr);
+        } else {
+            g_dbus_connection_close(connection.get(), nullptr, nullptr, nullptr);
+        }
     }
 }
 
@@ -181,6 +189,12 @@ VariantPtr OwnerLink::call(const char* method, GVariant* arguments, const char* 
     if (!connection) {
         set_error(error, MOXHOST_ERROR_LOST,
                   std::string("call ") + method + ": there is no connection to the owner");
+        return nullptr;
+    }
+    const std::string shortage = wire::missing_descriptors(descriptors_to_wait);
+    if (!shortage.empty()) {
+        set_error(error, MOXHOST_ERROR_FAILED,
+                  std::string("call ") + method + ": the owner cannot be asked: " + shortage);
         return nullptr;
     }
     GError* cause = nullptr;

@@ -75,6 +75,12 @@ gchar** moxhost_list_properties(MoxHostModule*, const gchar* object_name, GError
     // Looked up, so that it is here; then copied for no module, so that no bit changes.
     if (lom_get_object_handle(object_name) == 0 ||
         lom_copy_object(object_name, &size, &copy, 0, FALSE) != MOX_OK) {
+        if (owner_link().is_lost()) {
+            set_error(error, MOXHOST_ERROR_LOST,
+                      std::string("object \"") + object_name +
+                          "\" is not here, and the connection to the owner is gone");
+            return nullptr;
+        }
         set_error(error, MOXHOST_ERROR_NOT_FOUND,
                   std::string("there is no object \"") + object_name + "\"");
         return nullptr;

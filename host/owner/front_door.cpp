@@ -216,17 +216,21 @@ void FrontDoor::let_in(const std::shared_ptr<Doorway>& doorway, GSocket* socket)
 // In the visitor's thread.
 gpointer FrontDoor::identify(gpointer data) {
     auto* const visitor = static_cast<Visitor*>(data);
-    const ObjectPtr<GSocketConnection> stream(
-        g_socket_connection_factory_create_connection(visitor->socket.get()));
-    // Who was refused has its line already.
-    visitor->connection.reset(g_dbus_connection_new_sync(
-        G_IO_STREAM(stream.get()), visitor->doorway->guid.c_str(),
-        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_SERVER |
-                                          G_DBUS_CONNECTION_FLAGS_DELAY_MESSAGE_PROCESSING),
-        visitor->doorway->observer.get(), nullptr, nullptr));
+    visitor->connection.reset(connection_with(*visitor));
     visitor->is_done = true;
     g_idle_add_full(G_PRIORITY_DEFAULT, on_identified, visitor, nullptr);
     return nullptr;
+}
+
+// Null for one that was refused, which has its line already.
+GDBusConnection* FrontDoor::connection_with(const Visitor& visitor) {
+    const ObjectPtr<GSocketConnection> stream(
+        g_socket_connection_factory_create_connection(visitor.socket.get()));
+    return g_dbus_connection_new_sync(
+        G_IO_STREAM(stream.get()), visitor.doorway->guid.c_str(),
+        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_SERVER |
+                                          G_DBUS_CONNECTION_FLAGS_DELAY_MESSAGE_PROCESSING),
+        visitor.doorway->observer.get(), nullptr, nullptr);
 }
 
 gboolean FrontDoor::on_late(gpointer data) {
@@ -238,12 +242,13 @@ gboolean FrontDoor::on_late(gpointer data) {
 
 gboolean FrontDoor::on_identified(gpointer data) {
     const std::unique_ptr<Visitor> visitor(static_cast<Visitor*>(data));
+    // Seen as done, the visitor is this thread's alone; without a thread it always was.
+    GDBusConnection* const connection = visitor->is_done ? visitor->connection.get() : nullptr;
     Doorway& doorway = *visitor->doorway;
     if (visitor->timer != 0) {
         g_source_remove(visitor->timer);
     }
     doorway.visitors.erase(visitor.get());
-    GDBusConnection* const connection = visitor->connection.get();
     if (connection != nullptr && doorway.admit && doorway.admit(connection)) {
         g_dbus_connection_start_message_processing(connection);
     }

@@ -45,6 +45,7 @@ private:
     // data: the doorway, or the visitor.
     static gboolean on_visitors(GSocket* socket, GIOCondition condition, gpointer data);
     static gpointer identify(gpointer data);
+    static GDBusConnection* connection_with(const Visitor& visitor);
     static gboolean on_identified(gpointer data);
     static gboolean on_late(gpointer data);
     static gboolean on_pause_end(gpointer data);

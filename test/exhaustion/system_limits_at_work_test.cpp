@@ -72,6 +72,8 @@ TEST_F(LimitAtWork, OfSegmentsTakesABoardBackWholeThatNeedsMoreLocks) {
 // is wrong.
 class Demands {
 public:
+    static constexpr int calls = 7;
+
     explicit Demands(MoxHostModule* module) : module_(module) {}
 
     void make() {
@@ -95,6 +97,8 @@ public:
         ask("plug_board",
             [this](GError** error) { return moxhost_plug_board(module_, "fans", error); });
     }
+
+    int failed() const { return failed_; }
 
     // With descriptors again all of it works.
     void make_in_vain_no_more() {
@@ -123,10 +127,12 @@ private:
         HostError error;
         const bool is_good = call(error.out()) != FALSE;
         EXPECT_EQ(is_good, error.text().empty()) << name << ": " << error.text();
+        if (!is_good) ++failed_;
     }
 
     MoxHostModule* module_;
     gint32 goal_ = 10;
+    int failed_ = 0;
 };
 
 TEST_F(LimitAtWork, OfTheOwnersDescriptorsIsSurvivedByIt) {
@@ -174,20 +180,39 @@ TEST_F(LimitAtWork, OfTheOwnersDescriptorsLetsModulesInOrRefusesThem) {
     }
 }
 
+// The standard streams have them; a process that is limited to as many has none left.
+constexpr rlim_t none_left = 3;
+
 TEST_F(LimitAtWork, OfAModulesOwnDescriptorsIsAnErrorOfItsCalls) {
     ASSERT_TRUE(owner_.start(board_profile(owner_))) << owner_.process().errors();
     in_module(owner_, "desk", [](MoxHostModule* module) {
         Demands demands(module);
-        for (rlim_t more = 0; more <= 4; ++more) {
-            SCOPED_TRACE(more);
-            limit_descriptors(getpid(), descriptors_of(getpid()) + more);
+        demands.make();
+        const rlim_t used = descriptors_of(getpid());
+        for (const rlim_t most : {none_left, used - 1, used, used + 1, used + 2, used + 4}) {
+            SCOPED_TRACE(most);
+            const int failed_before = demands.failed();
+            limit_descriptors(getpid(), most);
             demands.make();
             EXPECT_EQ(value_of("Main", "Label"), "'main'") << "memory needs no descriptor";
             limit_descriptors(getpid(), RLIM_INFINITY);
+            if (most == none_left) {
+                EXPECT_EQ(demands.failed() - failed_before, Demands::calls);
+            }
             demands.make_in_vain_no_more();
         }
     });
 }
+
+// The checks for undefined behaviour open a pipe to look at a thread that ends.
+#if !defined(__SANITIZE_ADDRESS__)
+TEST_F(LimitAtWork, OfAModulesOwnDescriptorsLetsItLeave) {
+    ASSERT_TRUE(owner_.start(board_profile(owner_))) << owner_.process().errors();
+    in_module(owner_, "desk", [](MoxHostModule*) { limit_descriptors(getpid(), none_left); });
+    in_module(owner_, "desk",
+              [](MoxHostModule* module) { EXPECT_TRUE(moxhost_refresh(module, nullptr)); });
+}
+#endif
 
 }  // namespace
 }  // namespace mox::test

@@ -3,6 +3,10 @@
 
 #include <dlfcn.h>
 #include <gio/gio.h>
+#include <sys/mman.h>
+
+#include <array>
+#include <cstring>
 
 namespace mox::test {
 namespace {
@@ -18,6 +22,23 @@ TransportFault next_fault() {
     if (!fails) return TransportFault::none;
     ++failures;
     return plan_now.fault;
+}
+
+// Names of methods, each once, in memory that is its children's too; no two of them call at once.
+struct MethodNames {
+    std::array<std::array<char, 32>, 100> names;
+    std::size_t count;
+};
+
+MethodNames* const methods = static_cast<MethodNames*>(
+    mmap(nullptr, sizeof(MethodNames), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+
+void note_method(const char* method) {
+    for (std::size_t at = 0; at < methods->count; ++at) {
+        if (std::strcmp(methods->names[at].data(), method) == 0) return;
+    }
+    auto& name = methods->names.at(methods->count++);
+    std::strncpy(name.data(), method, name.size() - 1);
 }
 
 template <typename Function>
@@ -51,6 +72,12 @@ unsigned transport_failures() {
     return failures;
 }
 
+std::set<std::string> transport_methods() {
+    std::set<std::string> names;
+    for (std::size_t at = 0; at < methods->count; ++at) names.insert(methods->names[at].data());
+    return names;
+}
+
 // Libraries find these only when the program shows them.
 #pragma GCC visibility push(default)
 extern "C" {
@@ -60,6 +87,7 @@ GVariant* g_dbus_connection_call_sync(GDBusConnection* connection, const gchar* 
                                       const gchar* method, GVariant* arguments,
                                       const GVariantType* reply_type, GDBusCallFlags flags,
                                       gint timeout_ms, GCancellable* cancellable, GError** error) {
+    note_method(method);
     const TransportFault fault = next_fault();
     if (fault == TransportFault::refused) {
         set_refused(error);
@@ -86,6 +114,7 @@ void g_dbus_connection_call(GDBusConnection* connection, const gchar* bus_name, 
                             const gchar* interface, const gchar* method, GVariant* arguments,
                             const GVariantType* reply_type, GDBusCallFlags flags, gint timeout_ms,
                             GCancellable* cancellable, GAsyncReadyCallback done, gpointer data) {
+    note_method(method);
     const TransportFault fault = next_fault();
     if (fault == TransportFault::refused || fault == TransportFault::timed_out) return;
     if (fault == TransportFault::closed) {

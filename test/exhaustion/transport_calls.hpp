@@ -4,10 +4,15 @@
 //   plan_transport({TransportFault::timed_out, 3, false});   the third call from now
 //   transport_calls()      calls since the last plan: connecting, asking, and telling
 //   transport_failures()   those of them that failed
+//   transport_methods()    names of the owner's methods called so far, by this process's children
+//   too
 //
 // What holds: a call that does not fail is the library's. One thread calls.
 #ifndef MOX_TEST_EXHAUSTION_TRANSPORT_CALLS_HPP
 #define MOX_TEST_EXHAUSTION_TRANSPORT_CALLS_HPP
+
+#include <set>
+#include <string>
 
 namespace mox::test {
 
@@ -28,6 +33,7 @@ struct TransportPlan {
 void plan_transport(const TransportPlan& plan);
 unsigned transport_calls();
 unsigned transport_failures();
+std::set<std::string> transport_methods();
 
 }  // namespace mox::test
 

@@ -36,7 +36,7 @@ typedef enum {
     MOXHOST_ERROR_LOST,      /* the connection to the owner is gone */
     MOXHOST_ERROR_STATE,     /* joined already, or left; a board plugged already, or not plugged */
     MOXHOST_ERROR_FAILED /* a write or a save failed: the message names the status and its words;
-                            a plug or a restart failed */
+                            a plug or a restart failed; or no descriptor is left to ask with */
 } MoxHostError;
 
 /* A joined module, opaque. */
