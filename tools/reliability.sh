@@ -52,12 +52,21 @@ every_test() {
         return 1
     fi
     awk '
-        match($0, /^ +Start +[0-9]+: /) { name[$2] = substr($0, RLENGTH + 1) }
+        match($0, /^ +Start +[0-9]+: /) {
+            test = substr($0, RLENGTH + 1)
+            sub(/ *# GetParam.*/, "", test)
+            gsub(/^[^.]*\/|\/.*/, "", test)
+            name[$2] = test
+        }
         match($0, /^[0-9]+: [0-9]+ calls, each made to fail/) {
+            what = name[$1]
             calls = $2
             sub(/^.*each made to/, "calls, each made to")
-            print "| " name[test] ": " $0 " | " calls " |"
+            what = what ": " $0
+            if (!(what in sum)) order[++kinds] = what
+            sum[what] += calls
         }
+        END { for (i = 1; i <= kinds; ++i) print "| " order[i] " | " sum[order[i]] " |" }
         /^100% tests passed, 0 tests failed out of/ { print "| tests of what runs out, passed | " $NF " |" }' "$log"
 }
 
