@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "host_write_model.hpp"
+#include "moxctl_runs.hpp"
 #include "owner/object_record.hpp"
 
 namespace mox::test {
@@ -55,13 +56,7 @@ protected:
 
     // What a command prints; it must end with this exit code.
     std::string run(const std::vector<std::string>& words, int exit_code = 0) {
-        std::vector<std::string> command{MOXCTL_PATH, "--run-dir", owner_.run_dir()};
-        command.insert(command.end(), words.begin(), words.end());
-        const std::string number = std::to_string(++runs_);
-        ChildProcess process(command, owner_.dir().path("stdout" + number),
-                             owner_.dir().path("stderr" + number));
-        EXPECT_EQ(process.wait(), exit_code) << process.errors();
-        const std::string output = process.output();
+        const std::string output = runs_.run(words, exit_code);
         EXPECT_TRUE(g_utf8_validate(output.c_str(), -1, nullptr));
         return output;
     }
@@ -69,7 +64,7 @@ protected:
     HostOwner owner_;
 
 private:
-    int runs_ = 0;
+    MoxctlRuns runs_{owner_};
 };
 
 TEST_F(MalformedInThePool, IsShownAsItsTypesDefault) {

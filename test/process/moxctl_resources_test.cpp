@@ -6,6 +6,7 @@
 #include <regex>
 
 #include "doctor_findings.hpp"
+#include "moxctl_runs.hpp"
 #include "watch_stage.hpp"
 
 namespace mox::test {
@@ -21,13 +22,7 @@ protected:
 
     // What a command prints; it must end with this exit code.
     std::string run(const std::vector<std::string>& words, int exit_code = 0) {
-        std::vector<std::string> command{MOXCTL_PATH, "--run-dir", owner_.run_dir()};
-        command.insert(command.end(), words.begin(), words.end());
-        const std::string number = std::to_string(++runs_);
-        ChildProcess process(command, owner_.dir().path("stdout" + number),
-                             owner_.dir().path("stderr" + number));
-        EXPECT_EQ(process.wait(), exit_code) << process.errors();
-        return process.output();
+        return runs_.run(words, exit_code);
     }
 
     // Waits until a command prints a text.
@@ -45,7 +40,7 @@ protected:
     HostOwner owner_;
 
 private:
-    int runs_ = 0;
+    MoxctlRuns runs_{owner_};
 };
 
 void hold(const HostOwner& owner, const char* name) {
